@@ -1,0 +1,1 @@
+// Keeps this floor a library while its first sources are on their way.
