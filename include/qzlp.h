@@ -1,0 +1,232 @@
+/* C API of the stand-alone library: load a linear program from arrays, solve it, read the answer.
+ *
+ *     qzlp* lp = qzlp_create();
+ *     qzlp_model model = {...};
+ *     if (qzlp_loadModel(lp, &model) != QZLP_OK) puts(qzlp_error(lp));
+ *     qzlp_setDoubleOption(lp, "timeLimit", 60.0);
+ *     qzlp_solve(lp);
+ *     printf("%s %.12g\n", qzlp_statusName(qzlp_status(lp)), qzlp_objective(lp));
+ *     qzlp_destroy(lp);
+ *
+ * Functions that can fail return one of the codes QZLP_OK, QZLP_ERROR_...; qzlp_error tells in words what was wrong. A
+ * call that fails changes nothing. One handle serves one call at a time; different handles may be used from different
+ * threads at once. Callbacks must not throw and must not call the API with the handle that called them, but for the
+ * read-only calls qzlp_numRow and qzlp_numCol.
+ *
+ * Compiles as C11 and as C++20. */
+#ifndef QZLP_H
+#define QZLP_H
+
+#include <stdint.h>
+
+#if defined(__GNUC__)
+#define QZLP_API __attribute__((visibility("default")))
+#else
+#define QZLP_API
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* A solver with its options, model and last answer. */
+typedef struct qzlp qzlp;
+
+/* Return codes. */
+enum {
+  QZLP_OK = 0,
+  QZLP_ERROR_ARGUMENT = 1, /* a null handle or argument, an unknown option, a value outside its range */
+  QZLP_ERROR_MODEL = 2,    /* the arrays of the model are not consistent */
+  QZLP_ERROR_STATE = 3,    /* no model was loaded */
+  QZLP_ERROR_MEMORY = 4,   /* out of memory or of another resource */
+  QZLP_ERROR_MODULE = 5    /* a module could not be loaded */
+};
+
+/* How a solve ended. What each status leaves behind:
+ *
+ *   status              objective and arrays        measures
+ *   OPTIMAL             the answer                  all within their tolerances
+ *   NEAR_OPTIMAL        the best point found        near their tolerances
+ *   ITERATION_LIMIT     the last point              of that point
+ *   TIME_LIMIT          the last point, if any      of that point
+ *   all others          not an answer               not of an answer
+ */
+enum {
+  QZLP_STATUS_NONE = 0, /* nothing was solved since the model was loaded */
+  QZLP_STATUS_OPTIMAL = 1,
+  QZLP_STATUS_PRIMAL_INFEASIBLE = 3, /* no point meets the rows and bounds */
+  QZLP_STATUS_DUAL_INFEASIBLE = 4,   /* the objective is unbounded, or no dual point exists */
+  QZLP_STATUS_ITERATION_LIMIT = 7,
+  QZLP_STATUS_TIME_LIMIT = 8,
+  QZLP_STATUS_FAILED = 10,          /* no answer that can be trusted was reached */
+  QZLP_STATUS_INTERRUPTED = 12,     /* the break callback asked to stop */
+  QZLP_STATUS_BOTH_INFEASIBLE = 14, /* neither a primal nor a dual point exists */
+  QZLP_STATUS_NEAR_OPTIMAL = 15,    /* solved with reduced accuracy */
+  QZLP_STATUS_NOT_CONVEX = 1000,
+  QZLP_STATUS_OUT_OF_MEMORY = -1086
+};
+
+/* Levels of a log line. */
+enum {
+  QZLP_LOG_DEBUG = 0,
+  QZLP_LOG_NOTE = 2,
+  QZLP_LOG_WARNING = 3,
+  QZLP_LOG_ERROR = 4,
+  QZLP_LOG_HEADER = 100,   /* header of the iteration table */
+  QZLP_LOG_ITERATION = 101 /* line of the iteration table */
+};
+
+/* Version of the library as text, "major.minor.patch". */
+QZLP_API const char* qzlp_version(void);
+
+/* ---- Life of a handle ---- */
+
+/* A new handle with default options and no model, to be released by qzlp_destroy; null on failure, and then
+ * qzlp_error(NULL) tells why. */
+QZLP_API qzlp* qzlp_create(void);
+
+/* Releases the handle and all that it holds. Null is no fault. */
+QZLP_API void qzlp_destroy(qzlp* lp);
+
+/* The last error of the handle in words, "" when its last call that can fail went well. With null: why the last
+ * qzlp_create, or the last call without a handle, failed in this thread. Valid until the next call with the handle. */
+QZLP_API const char* qzlp_error(const qzlp* lp);
+
+/* ---- Model ---- */
+
+/*   minimise or maximise  obj'x + objConstant
+ *   subject to            row i of A x   = rhs[i]                          sense E
+ *                                       <= rhs[i]                          sense L
+ *                                       >= rhs[i]                          sense G
+ *                                       in [rhs[i] - range[i], rhs[i]]     sense R
+ *                                       free                               sense N
+ *                         lower <= x <= upper
+ *
+ * The matrix stands by columns: the elements of column j are rowIndex[k], matValue[k] for k from colBegin[j]. Columns
+ * may lie in any order and with gaps between them, and the rows of a column in any order, each at most once. Elements
+ * smaller than 1e-20 in magnitude are dropped. A magnitude of 1e20 or more, infinity included, in a bound is no bound.
+ * Lower bounds above upper bounds are an infeasible model and no error. The library copies all arrays. */
+typedef struct qzlp_model {
+  int32_t numRow;           /* rows, at least 0 */
+  int32_t numCol;           /* columns, at least 0 */
+  int32_t numCoef;          /* length of rowIndex and matValue, at least 0 */
+  int32_t objSense;         /* 1 minimise, -1 maximise */
+  double objConstant;       /* added to the objective value; finite */
+  const int32_t* colBegin;  /* numCol entries, or numCol + 1 when colLength is null */
+  const int32_t* colLength; /* numCol entries; null: column j ends where column j + 1 begins */
+  const int32_t* rowIndex;  /* numCoef entries, counted from 0 */
+  const double* matValue;   /* numCoef entries, magnitudes below 1e20 */
+  const double* obj;        /* numCol entries, magnitudes below 1e20 */
+  const double* lower;      /* numCol entries */
+  const double* upper;      /* numCol entries */
+  const char* rowSense;     /* numRow bytes out of E L G R N, in either case */
+  const double* rhs;        /* numRow entries; finite for E and R */
+  const double* range;      /* numRow entries, 0 but for R where it is at least 0; null when no row has sense R */
+} qzlp_model;
+
+/* Checks the model, copies it into the handle in place of the model before, and clears the answer. An error text names
+ * the array, the index and the value at fault. Arrays that would have no entry may be null. */
+QZLP_API int qzlp_loadModel(qzlp* lp, const qzlp_model* model);
+
+/* Dimensions of the loaded model; 0 without one. */
+QZLP_API int32_t qzlp_numRow(const qzlp* lp);
+QZLP_API int32_t qzlp_numCol(const qzlp* lp);
+
+/* ---- Options ---- */
+
+enum { QZLP_OPTION_INT = 0, QZLP_OPTION_DOUBLE = 1 };
+
+/* What there is to know about one option. */
+typedef struct qzlp_option {
+  const char* name;
+  int type; /* QZLP_OPTION_INT or QZLP_OPTION_DOUBLE */
+  double defaultValue;
+  double minimum, maximum; /* both allowed */
+  const char* description; /* one or more English sentences */
+} qzlp_option;
+
+/* Number of options, and the option number `index` from 0 on in the order of the documentation, or null. The record
+ * lives as long as the program. */
+QZLP_API int qzlp_optionCount(void);
+QZLP_API const qzlp_option* qzlp_optionAt(int index);
+
+/* The option of that name, or null. */
+QZLP_API const qzlp_option* qzlp_findOption(const char* name);
+
+/* Set an option by its name. A number out of range and the wrong type are errors; qzlp_setDoubleOption accepts an
+ * integer option when the value is a whole number. qzlp_setOption reads the value from text ("1e-8", "4", "inf"). */
+QZLP_API int qzlp_setIntOption(qzlp* lp, const char* name, int32_t value);
+QZLP_API int qzlp_setDoubleOption(qzlp* lp, const char* name, double value);
+QZLP_API int qzlp_setOption(qzlp* lp, const char* name, const char* value);
+
+/* Read an option by its name; qzlp_getDoubleOption reads integer options too. */
+QZLP_API int qzlp_getIntOption(qzlp* lp, const char* name, int32_t* value);
+QZLP_API int qzlp_getDoubleOption(qzlp* lp, const char* name, double* value);
+
+/* Puts all options of the handle back to their defaults. */
+QZLP_API int qzlp_resetOptions(qzlp* lp);
+
+/* ---- Callbacks ---- */
+
+/* One line of the log, without its line end, as UTF-8. `code` is the message's number, 0 for a literal text. */
+typedef void (*qzlp_logCallback)(int level, uint32_t code, const char* line, void* userData);
+
+/* Asked again and again during a solve, from the thread that called qzlp_solve; non-zero stops the solve with the
+ * status QZLP_STATUS_INTERRUPTED. */
+typedef int (*qzlp_breakCallback)(void* userData);
+
+/* Set or clear (null) a callback. Without a log callback the handle is silent. */
+QZLP_API int qzlp_setLogCallback(qzlp* lp, qzlp_logCallback callback, void* userData);
+QZLP_API int qzlp_setBreakCallback(qzlp* lp, qzlp_breakCallback callback, void* userData);
+
+/* ---- Solve and answer ---- */
+
+/* Solves the loaded model. QZLP_OK says that the solver came to a status, whatever it is; read it by qzlp_status. A
+ * status QZLP_STATUS_OUT_OF_MEMORY also returns QZLP_ERROR_MEMORY, or QZLP_ERROR_MODULE when a module was missing. The
+ * options stay as they are: every solve has the whole time limit. */
+QZLP_API int qzlp_solve(qzlp* lp);
+
+/* Status of the last solve, QZLP_STATUS_NONE before the first. */
+QZLP_API int qzlp_status(const qzlp* lp);
+
+/* A short English name of any status, such as "optimal"; "unknown status" for a number that is none. */
+QZLP_API const char* qzlp_statusName(int status);
+
+/* Of the last solve; 0 before the first. */
+QZLP_API double qzlp_objective(const qzlp* lp);           /* obj'x + objConstant */
+QZLP_API int32_t qzlp_iterations(const qzlp* lp);         /* interior-point iterations */
+QZLP_API double qzlp_primalInfeasibility(const qzlp* lp); /* relative violation of the rows */
+QZLP_API double qzlp_dualInfeasibility(const qzlp* lp);   /* relative violation of the signs of the reduced costs */
+QZLP_API double qzlp_boundInfeasibility(const qzlp* lp);  /* relative violation of the bounds */
+QZLP_API double qzlp_dualityGap(const qzlp* lp);          /* relative */
+QZLP_API double qzlp_complementarity(const qzlp* lp);
+QZLP_API double qzlp_presolveTime(const qzlp* lp); /* seconds in the presolver module */
+QZLP_API double qzlp_totalTime(const qzlp* lp);    /* seconds: presolve, solve and crossover */
+
+/* The solution arrays of the last solve, owned by the handle and valid until the next qzlp_loadModel, qzlp_solve or
+ * qzlp_destroy; null before the first solve. Duals are of the objective as it stands in the model, also when
+ * maximising: reducedCost = obj - A' dual. */
+QZLP_API const double* qzlp_primal(const qzlp* lp);      /* numCol entries */
+QZLP_API const double* qzlp_dual(const qzlp* lp);        /* numRow entries */
+QZLP_API const double* qzlp_reducedCost(const qzlp* lp); /* numCol entries */
+QZLP_API const double* qzlp_rowActivity(const qzlp* lp); /* numRow entries */
+
+/* ---- The host, common to all handles of the program ---- */
+
+/* Folders, separated by ':', in which modules that are not built in are looked for as <name>.so. At the start it is
+ * the folder of the library or, linked statically, of the program. Takes effect for modules not loaded yet. */
+QZLP_API int qzlp_setModulePath(const char* path);
+
+/* Sets an option of the host: "host.cpucount" (processors, the default of the option "threads") or
+ * "host.cpucorecount" (cores), both from the machine at the start and at least 1. */
+QZLP_API int qzlp_setHostOption(const char* name, int64_t value);
+QZLP_API int qzlp_getHostOption(const char* name, int64_t* value);
+
+/* Bytes that the pools of all handles hold now, and the most that they ever held. */
+QZLP_API int64_t qzlp_memoryInUse(void);
+QZLP_API int64_t qzlp_memoryPeak(void);
+
+#ifdef __cplusplus
+}
+#endif
+#endif
