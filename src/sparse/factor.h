@@ -87,6 +87,8 @@ struct NumericFactor {
   void* workBlock;          // the one allocation from which these and the temporaries of the analysis are cut
   int64_t workBytesFirst;   // sizes of its two parts in bytes
   int64_t workBytesSecond;
+  double* work;             // scratch of the numeric phases, 5 * numRows + 8 doubles, cut from workBlock; what a call
+                            // leaves there is lost at the next one
 
   // LDL only.
   int32_t panelWidth;       // 96 in a serial factor, blockSize when blocked
