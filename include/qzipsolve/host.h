@@ -26,9 +26,10 @@ typedef struct QzLog QzLog;
 /* A pool: all memory of the module comes from one; destroying it releases everything in it. */
 struct QzPool {
   uint64_t reserved[2];
-  void (*destroy)(QzPool* pool);                                 /* 16 */
-  void* (*allocate)(QzPool* pool, uint64_t size, uint32_t flags); /* 24: null when memory is short; size 0 gives non-null */
-  void (*free)(QzPool* pool, void* memory);                      /* 32: null is no fault */
+  void (*destroy)(QzPool* pool); /* 16 */
+  void* (*allocate)(QzPool* pool, uint64_t size,
+                    uint32_t flags);        /* 24: null when memory is short; size 0 gives non-null */
+  void (*free)(QzPool* pool, void* memory); /* 32: null is no fault */
 };
 QZ_ASSERT_OFFSET(QzPool, destroy, 16);
 QZ_ASSERT_OFFSET(QzPool, allocate, 24);
@@ -42,9 +43,9 @@ typedef struct QzPoolParameters {
 /* A lock. acquire is called (lock, 1, descriptor) with descriptor possibly null. */
 struct QzLock {
   uint64_t reserved[2];
-  void (*destroy)(QzLock* lock);                                       /* 16 */
+  void (*destroy)(QzLock* lock);                                         /* 16 */
   int32_t (*acquire)(QzLock* lock, int32_t exclusive, void* descriptor); /* 24 */
-  int32_t (*release)(QzLock* lock);                                    /* 32 */
+  int32_t (*release)(QzLock* lock);                                      /* 32 */
 };
 QZ_ASSERT_OFFSET(QzLock, destroy, 16);
 QZ_ASSERT_OFFSET(QzLock, acquire, 24);
@@ -67,10 +68,10 @@ QZ_ASSERT_SIZE(QzWaitBlock, 64);
 /* An event: stays posted once posted. signal(event, 0, 0) posts it. */
 struct QzEvent {
   uint64_t reserved[2];
-  void (*destroy)(QzEvent* event);                                     /* 16 */
+  void (*destroy)(QzEvent* event); /* 16 */
   uint64_t reserved24[22];
-  int32_t (*wait)(QzEvent* event, QzWaitBlock* block);                 /* 200 */
-  int32_t (*signal)(QzEvent* event, int32_t mode, int64_t argument);   /* 208 */
+  int32_t (*wait)(QzEvent* event, QzWaitBlock* block);               /* 200 */
+  int32_t (*signal)(QzEvent* event, int32_t mode, int64_t argument); /* 208 */
 };
 QZ_ASSERT_OFFSET(QzEvent, destroy, 16);
 QZ_ASSERT_OFFSET(QzEvent, wait, 200);
@@ -81,11 +82,11 @@ QZ_ASSERT_OFFSET(QzEvent, signal, 208);
  * `wait`, so that no memory is released under a running worker. */
 struct QzThread {
   uint64_t reserved[1];
-  int64_t cancelled;                                                     /* 8 */
-  void (*close)(QzThread* thread);                                       /* 16 */
+  int64_t cancelled;               /* 8 */
+  void (*close)(QzThread* thread); /* 16 */
   uint64_t reserved24[22];
-  int32_t (*wait)(QzThread* thread, QzWaitBlock* block);                 /* 200: 0 when all objects are done */
-  int32_t (*signal)(QzThread* thread, int32_t mode, int64_t argument);   /* 208 */
+  int32_t (*wait)(QzThread* thread, QzWaitBlock* block);               /* 200: 0 when all objects are done */
+  int32_t (*signal)(QzThread* thread, int32_t mode, int64_t argument); /* 208 */
 };
 QZ_ASSERT_OFFSET(QzThread, cancelled, 8);
 QZ_ASSERT_OFFSET(QzThread, close, 16);
@@ -96,9 +97,9 @@ QZ_ASSERT_OFFSET(QzThread, signal, 208);
 typedef struct QzThreadStart {
   void (*function)(void* argument); /* 0 */
   uint64_t reserved8[2];
-  void* argument;                   /* 24 */
+  void* argument; /* 24 */
   uint64_t reserved32;
-  QzEvent* event;                   /* 40 */
+  QzEvent* event; /* 40 */
   uint64_t reserved48[2];
 } QzThreadStart;
 QZ_ASSERT_OFFSET(QzThreadStart, function, 0);
@@ -108,17 +109,17 @@ QZ_ASSERT_OFFSET(QzThreadStart, event, 40);
 /* A loaded module. The module fills everything but `unload`, which the loader writes.
  * What lies behind byte 88 belongs to the single modules: see timer_module.h. */
 struct QzModule {
-  char tag[4];                                                                       /* 0: "nevo" */
+  char tag[4]; /* 0: "nevo" */
   uint32_t reserved4;
   uint64_t reserved8;
   void (*unload)(QzModule* module);                                                  /* 16: written by the loader */
-  int32_t (*getReqVersion)(QzModule*, int32_t* major, int32_t* minor, int32_t* fix);  /* 24 */
-  int32_t (*getVersion)(QzModule*, int32_t* major, int32_t* minor, int32_t* fix);     /* 32 */
+  int32_t (*getReqVersion)(QzModule*, int32_t* major, int32_t* minor, int32_t* fix); /* 24 */
+  int32_t (*getVersion)(QzModule*, int32_t* major, int32_t* minor, int32_t* fix);    /* 32 */
   uint64_t reserved40;
-  int32_t (*realDestroy)(QzModule* module);                                          /* 48 */
+  int32_t (*realDestroy)(QzModule* module); /* 48 */
   uint64_t reserved56[2];
-  QzPool* pool;                                                                      /* 72 */
-  void* (*create_instance)(void);                                                    /* 80 */
+  QzPool* pool;                   /* 72 */
+  void* (*create_instance)(void); /* 80 */
 };
 QZ_ASSERT_SIZE(QzModule, 88);
 QZ_ASSERT_OFFSET(QzModule, unload, 16);

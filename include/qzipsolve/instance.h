@@ -16,26 +16,26 @@ extern "C" {
 typedef struct QzInstance QzInstance;
 
 struct QzInstance {
-  QzPool* pool;                                                            /* 0: every allocation of a solve */
-  void* statusCallback;                                                    /* 8: the host's, handed to the simplex module */
-  QzLog* log;                                                              /* 16: the host's, may be null */
-  int32_t (*destroy)(QzInstance* instance);                                /* 24 */
+  QzPool* pool;                             /* 0: every allocation of a solve */
+  void* statusCallback;                     /* 8: the host's, handed to the simplex module */
+  QzLog* log;                               /* 16: the host's, may be null */
+  int32_t (*destroy)(QzInstance* instance); /* 24 */
   int32_t (*iplpMain)(QzInstance* env, LpRecord* record, LpOptions* options); /* 32: the final status */
-  LpOptions* options;                                                      /* 40: the options in force */
-  LpOptions* (*createLpOptions)(QzInstance* instance);                     /* 48: null when memory is short */
-  void (*resetLpOptions)(LpOptions* options);                              /* 56 */
-  void* presolveHandle;                                                    /* 64 */
-  QzModule* presolveModule;                                                /* 72 */
-  void* presolveObject;                                                    /* 80 */
-  QzModule* simplexModule;                                                 /* 88 */
-  void* simplexObject;                                                     /* 96 */
-  double objConstantSaved;                                                 /* 104: the reduced record's objValue at entry */
-  void* laEnv;                                                             /* 112: of the solve in progress, like the next four */
-  void* ldlFactor;                                                         /* 120 */
-  void* ldlMemory;                                                         /* 128 */
-  void* cholFactor;                                                        /* 136 */
-  void* cholMemory;                                                        /* 144 */
-  void* timer;                                                             /* 152 */
+  LpOptions* options;                                                         /* 40: the options in force */
+  LpOptions* (*createLpOptions)(QzInstance* instance);                        /* 48: null when memory is short */
+  void (*resetLpOptions)(LpOptions* options);                                 /* 56 */
+  void* presolveHandle;                                                       /* 64 */
+  QzModule* presolveModule;                                                   /* 72 */
+  void* presolveObject;                                                       /* 80 */
+  QzModule* simplexModule;                                                    /* 88 */
+  void* simplexObject;                                                        /* 96 */
+  double objConstantSaved; /* 104: the reduced record's objValue at entry */
+  void* laEnv;             /* 112: of the solve in progress, like the next four */
+  void* ldlFactor;         /* 120 */
+  void* ldlMemory;         /* 128 */
+  void* cholFactor;        /* 136 */
+  void* cholMemory;        /* 144 */
+  void* timer;             /* 152 */
 };
 QZ_ASSERT_SIZE(QzInstance, 160);
 QZ_ASSERT_OFFSET(QzInstance, pool, 0);

@@ -3,24 +3,25 @@
 #ifndef QZIPSOLVE_MESSAGES_H
 #define QZIPSOLVE_MESSAGES_H
 
-#define QZ_MSG_OPTIMAL 0x827fd001u            /* 2: status 1 */
-#define QZ_MSG_OBJECTIVE 0x827fd002u          /* 2: objValue; behind 001, 008, 009, 00b, 00c */
-#define QZ_MSG_OUT_OF_MEMORY 0x827fd006u      /* 4: out of memory at the end of a solve */
-#define QZ_MSG_DUAL_INFEASIBLE 0x827fd007u    /* 2: status 4 */
-#define QZ_MSG_ITERATION_LIMIT 0x827fd008u    /* 2: status 7 */
-#define QZ_MSG_NEAR_OPTIMAL 0x827fd009u       /* 2: status 15 */
-#define QZ_MSG_CPU_LIMIT 0x827fd00bu          /* 2: status 8 with CPU time */
-#define QZ_MSG_REAL_LIMIT 0x827fd00cu         /* 2: status 8 with real time */
-#define QZ_MSG_FAILED 0x827fd00du             /* 2: status 10 */
-#define QZ_MSG_PRIMAL_INFEASIBLE 0x827fd00eu  /* 2: status 3 or 256 */
-#define QZ_MSG_BOTH_INFEASIBLE 0x827fd00fu    /* 2: status 14 */
-#define QZ_MSG_INTERRUPTED 0x827fd011u        /* 3: status 12 */
-#define QZ_MSG_UNKNOWN_STATUS 0x827fd012u     /* 2: any other status */
-#define QZ_MSG_THREADS_BEGIN 0x827fd015u      /* 2: threads in use, first line */
-#define QZ_MSG_STAGE_BEGIN 0x827fd801u        /* 2: the interior-point stage begins, first line */
-#define QZ_MSG_TABLE_HEADER 0x827fd802u       /* 100: header of the iteration table, first line */
-#define QZ_MSG_TABLE_HEADER2 0x827fd803u      /* 100: header of the iteration table, second line */
-#define QZ_MSG_ITERATION 0x827fd804u          /* 101: numIter, complementarity, dualityGap, primalInfeas, boundInfeas,
+#define QZ_MSG_OPTIMAL 0x827fd001u           /* 2: status 1 */
+#define QZ_MSG_OBJECTIVE 0x827fd002u         /* 2: objValue; behind 001, 008, 009, 00b, 00c */
+#define QZ_MSG_OUT_OF_MEMORY 0x827fd006u     /* 4: out of memory at the end of a solve */
+#define QZ_MSG_DUAL_INFEASIBLE 0x827fd007u   /* 2: status 4 */
+#define QZ_MSG_ITERATION_LIMIT 0x827fd008u   /* 2: status 7 */
+#define QZ_MSG_NEAR_OPTIMAL 0x827fd009u      /* 2: status 15 */
+#define QZ_MSG_CPU_LIMIT 0x827fd00bu         /* 2: status 8 with CPU time */
+#define QZ_MSG_REAL_LIMIT 0x827fd00cu        /* 2: status 8 with real time */
+#define QZ_MSG_FAILED 0x827fd00du            /* 2: status 10 */
+#define QZ_MSG_PRIMAL_INFEASIBLE 0x827fd00eu /* 2: status 3 or 256 */
+#define QZ_MSG_BOTH_INFEASIBLE 0x827fd00fu   /* 2: status 14 */
+#define QZ_MSG_INTERRUPTED 0x827fd011u       /* 3: status 12 */
+#define QZ_MSG_UNKNOWN_STATUS 0x827fd012u    /* 2: any other status */
+#define QZ_MSG_THREADS_BEGIN 0x827fd015u     /* 2: threads in use, first line */
+#define QZ_MSG_STAGE_BEGIN 0x827fd801u       /* 2: the interior-point stage begins, first line */
+#define QZ_MSG_TABLE_HEADER 0x827fd802u      /* 100: header of the iteration table, first line */
+#define QZ_MSG_TABLE_HEADER2 0x827fd803u     /* 100: header of the iteration table, second line */
+#define QZ_MSG_ITERATION                                                                                               \
+  0x827fd804u                                 /* 101: numIter, complementarity, dualityGap, primalInfeas, boundInfeas, \
                                                  dualInfeas */
 #define QZ_MSG_STAGE_BEGIN2 0x827fd805u       /* 2: the interior-point stage begins, second line */
 #define QZ_MSG_SOLVE_TIME 0x827fd806u         /* 2: solveTime */

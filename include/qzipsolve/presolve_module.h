@@ -18,10 +18,10 @@ typedef struct QzPresolveObject QzPresolveObject;
 /* First record behind a handle. The solver writes field956 0 before reduce; the crossover writes the others. */
 typedef struct QzPresolveSettings {
   uint8_t reserved0[956];
-  int32_t field956;  /* 956: written 0 before reduce */
-  int32_t field960;  /* 960: a count, -1 before the crossover */
+  int32_t field956; /* 956: written 0 before reduce */
+  int32_t field960; /* 960: a count, -1 before the crossover */
   int32_t reserved964;
-  int32_t mode968;   /* 968: a mode, 3 before the crossover */
+  int32_t mode968; /* 968: a mode, 3 before the crossover */
   int32_t reserved972[13];
 } QzPresolveSettings;
 QZ_ASSERT_OFFSET(QzPresolveSettings, field956, 956);
@@ -49,7 +49,7 @@ typedef struct QzPresolveResult {
   uint8_t reserved0[952];
   uint8_t* relaxColBound; /* 952: one byte per reduced column, or null */
   uint8_t reserved960[432];
-  LpRecord* reduced;      /* 1392: a record of the caller's layout */
+  LpRecord* reduced; /* 1392: a record of the caller's layout */
   void* reserved1400;
 } QzPresolveResult;
 QZ_ASSERT_OFFSET(QzPresolveResult, relaxColBound, 952);
@@ -66,12 +66,12 @@ typedef int32_t (*QzPresolveScale)(QzPresolveObject* object, int32_t direction, 
                                    double* reducedCost, double* rowActivity);
 
 struct QzPresolveObject {
-  QzPool* pool;                /* 0: the module's own */
+  QzPool* pool; /* 0: the module's own */
   uint64_t reserved8;
-  QzLog* log;                  /* 16: written by the solver */
+  QzLog* log;                                /* 16: written by the solver */
   void (*destroy)(QzPresolveObject* object); /* 24: does not free handle or result */
-  QzPresolveHandle* handle;    /* 32: written by the solver */
-  QzPresolveResult* result;    /* 40: written by the solver */
+  QzPresolveHandle* handle;                  /* 32: written by the solver */
+  QzPresolveResult* result;                  /* 40: written by the solver */
   /* 48: *rc 0, or a status */
   QzPresolveHandle* (*prepare)(QzPresolveObject* object, LpOptions* options, int32_t* rc);
   uint64_t reserved56;
@@ -84,8 +84,8 @@ struct QzPresolveObject {
   int32_t (*postsolve)(QzPresolveResult* result);
   void (*freeResult)(QzPresolveObject* object, QzPresolveResult** result); /* 120: clears the field */
   uint64_t reserved128[8];
-  QzPresolveScale scale;       /* 192 */
-  QzPresolveScale unscale;     /* 200 */
+  QzPresolveScale scale;   /* 192 */
+  QzPresolveScale unscale; /* 200 */
 };
 QZ_ASSERT_OFFSET(QzPresolveObject, log, 16);
 QZ_ASSERT_OFFSET(QzPresolveObject, destroy, 24);

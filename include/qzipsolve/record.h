@@ -20,42 +20,42 @@ extern "C" {
 typedef int32_t (*QzBreakCallback)(void* callerDataStruct);
 
 typedef struct LpRecord {
-  int32_t objSense;       /* 0: in, 1 minimise, -1 maximise */
-  int32_t numRow;         /* 4: in */
+  int32_t objSense; /* 0: in, 1 minimise, -1 maximise */
+  int32_t numRow;   /* 4: in */
   int32_t reserved8;
-  int32_t numCol;         /* 12: in */
-  int32_t numCoef;        /* 16: in, elements of the matrix */
+  int32_t numCol;  /* 12: in */
+  int32_t numCoef; /* 16: in, elements of the matrix */
   int32_t reserved20;
-  double* matValue;       /* 24: in, numCoef */
-  int32_t* rowIndex;      /* 32: in, numCoef */
-  int32_t* colBegin;      /* 40: in, numCol */
-  int32_t* colLength;     /* 48: in, numCol */
-  double* obj;            /* 56: in, numCol */
-  double* rhs;            /* 64: in, numRow */
-  double* range;          /* 72: in, numRow or null */
-  double* lower;          /* 80: in, numCol */
-  double* upper;          /* 88: in, numCol */
-  char* rowSense;         /* 96: in, numRow */
-  double* solPrimal;      /* 104: out, numCol */
-  double* solDual;        /* 112: out, numRow */
-  double objValue;        /* 120: in for a reduced record (its objective constant); out the objective value */
+  double* matValue;   /* 24: in, numCoef */
+  int32_t* rowIndex;  /* 32: in, numCoef */
+  int32_t* colBegin;  /* 40: in, numCol */
+  int32_t* colLength; /* 48: in, numCol */
+  double* obj;        /* 56: in, numCol */
+  double* rhs;        /* 64: in, numRow */
+  double* range;      /* 72: in, numRow or null */
+  double* lower;      /* 80: in, numCol */
+  double* upper;      /* 88: in, numCol */
+  char* rowSense;     /* 96: in, numRow */
+  double* solPrimal;  /* 104: out, numCol */
+  double* solDual;    /* 112: out, numRow */
+  double objValue;    /* 120: in for a reduced record (its objective constant); out the objective value */
   uint64_t reserved128;
-  double objConstant;     /* 136: in */
+  double objConstant; /* 136: in */
   uint64_t reserved144[6];
-  double* reducedCost;    /* 192: out, numCol */
-  double* rowActivity;    /* 200: out, numRow */
+  double* reducedCost; /* 192: out, numCol */
+  double* rowActivity; /* 200: out, numRow */
   int32_t reserved208;
-  int32_t status;         /* 212: out */
+  int32_t status; /* 212: out */
   int32_t reserved216;
-  int32_t numIter;        /* 220: out */
+  int32_t numIter; /* 220: out */
   int32_t reserved224;
   int32_t reserved228;
-  double primalInfeas;    /* 232: out, relative */
-  double dualInfeas;      /* 240: out, relative */
-  double boundInfeas;     /* 248: out, relative */
-  double presolveTime;    /* 256: out, seconds in the presolver module */
-  double totalTime;       /* 264: out, presolve, solve and crossover */
-  int32_t returnCode;     /* 272: out, of the presolver module's postsolve */
+  double primalInfeas; /* 232: out, relative */
+  double dualInfeas;   /* 240: out, relative */
+  double boundInfeas;  /* 248: out, relative */
+  double presolveTime; /* 256: out, seconds in the presolver module */
+  double totalTime;    /* 264: out, presolve, solve and crossover */
+  int32_t returnCode;  /* 272: out, of the presolver module's postsolve */
   int32_t reserved276;
   double dualityGap;      /* 280: out, relative */
   double complementarity; /* 288: out */

@@ -29,7 +29,7 @@ typedef struct QzTimerModule {
   uint64_t reserved88[3];
   int32_t (*takeSample)(struct QzTimerModule*, QzTimerSample* sample); /* 112 */
   int32_t (*difference)(struct QzTimerModule*, const QzTimerSample* start, const QzTimerSample* stop,
-                        QzTimerDifference* difference);                /* 120: stop - start */
+                        QzTimerDifference* difference); /* 120: stop - start */
 } QzTimerModule;
 QZ_ASSERT_OFFSET(QzTimerModule, takeSample, 112);
 QZ_ASSERT_OFFSET(QzTimerModule, difference, 120);

@@ -12,15 +12,21 @@ int64_t* linkOf(void* node, int64_t linkOffset) {
 
 }  // namespace
 
-int32_t qzAtomicInit(volatile int64_t*) { return 0; }
+int32_t qzAtomicInit(volatile int64_t*) {
+  return 0;
+}
 
-int32_t qzAtomicDestroy(volatile int64_t*) { return 0; }
+int32_t qzAtomicDestroy(volatile int64_t*) {
+  return 0;
+}
 
 int32_t qzAtomicSet(volatile int64_t* word, int64_t expected, int64_t next) {
   return __atomic_compare_exchange_n(word, &expected, next, false, __ATOMIC_SEQ_CST, __ATOMIC_SEQ_CST) ? 1 : 0;
 }
 
-int64_t qzAtomicAdd(volatile int64_t* word, int64_t delta) { return __atomic_add_fetch(word, delta, __ATOMIC_SEQ_CST); }
+int64_t qzAtomicAdd(volatile int64_t* word, int64_t delta) {
+  return __atomic_add_fetch(word, delta, __ATOMIC_SEQ_CST);
+}
 
 int64_t qzAtomicAnd(volatile int64_t* word, int64_t mask) {
   int64_t value = __atomic_load_n(word, __ATOMIC_SEQ_CST);

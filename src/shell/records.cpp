@@ -46,8 +46,12 @@ void FormatSolution(Model* model, Solution* solution, Hub* hub) {
   }
 }
 
-void DestroyModel(QzPool* pool, Model* model) { poolFree(pool, model); }
+void DestroyModel(QzPool* pool, Model* model) {
+  poolFree(pool, model);
+}
 
-void DestroyOption(QzPool* pool, IpmOption* option) { poolFree(pool, option); }
+void DestroyOption(QzPool* pool, IpmOption* option) {
+  poolFree(pool, option);
+}
 
 }  // namespace qz

@@ -15,7 +15,7 @@ struct Hub;
 // Magnitude from which a bound or right-hand side is infinite.
 inline constexpr double kInfinity = 1e20;
 
-enum : int32_t { IPM_MODEL_LP = 1, IPM_MODEL_QP = 2, IPM_MODEL_EQUATIONS = 10 };   // Model::typeModel
+enum : int32_t { IPM_MODEL_LP = 1, IPM_MODEL_QP = 2, IPM_MODEL_EQUATIONS = 10 };  // Model::typeModel
 enum : int32_t { IPM_METHOD_AUGMENTED = 11, IPM_METHOD_NORMAL = 12 };             // IpmOption::typeMethod
 inline constexpr int32_t kInitOptionSubmodel = 4096;  // IpmOption::initOption: presolve runs again on a submodel
 
@@ -29,11 +29,11 @@ struct IpmOption {
   double tolOptimality;
   double infinityValue;  // kInfinity
   int32_t maxIter;
-  double timeLimit;      // what remains behind the external presolve, seconds
+  double timeLimit;  // what remains behind the external presolve, seconds
   int32_t logFrequency;
-  int32_t printLevel;    // lowered to 1 when iteration lines were asked for but logFrequency is below 1
-  int32_t crossover;     // cleared when the crossover is not run
-  int32_t initOption;    // 0, 1, or kInitOptionSubmodel
+  int32_t printLevel;  // lowered to 1 when iteration lines were asked for but logFrequency is below 1
+  int32_t crossover;   // cleared when the crossover is not run
+  int32_t initOption;  // 0, 1, or kInitOptionSubmodel
   int32_t numThread;
   int32_t threadMode;
   int32_t typeMethod;    // IPM_METHOD_...
@@ -45,7 +45,7 @@ struct IpmOption {
 // Q is split into its diagonal and the strict lower triangle. Columns stand by begin and length; room may stand free
 // behind a column.
 struct Model {
-  int32_t typeModel;        // IPM_MODEL_LP or IPM_MODEL_QP
+  int32_t typeModel;  // IPM_MODEL_LP or IPM_MODEL_QP
   int32_t numRow;
   int32_t numCol;
   int32_t numCoef;
@@ -54,30 +54,30 @@ struct Model {
   int32_t* rowIndex;
   double* matValue;
   int32_t numQuadCoef;
-  double* quadDiag;         // numCol
+  double* quadDiag;  // numCol
   int32_t* quadColBegin;
   int32_t* quadColLength;
   int32_t* quadRowIndex;
   double* quadMatValue;
   int32_t objSense;
-  double objConstant;       // added to the objective value
-  double objValue;          // result
+  double objConstant;  // added to the objective value
+  double objValue;     // result
   double* obj;
   char* rowSense;
   double* rhs;
   double* range;
   double* lower;
   double* upper;
-  uint8_t* relaxColBound;   // one byte per column, marks columns whose bounds may be relaxed; may be null
+  uint8_t* relaxColBound;  // one byte per column, marks columns whose bounds may be relaxed; may be null
   double* solPrimal;
   double* solDual;
   double* reducedCost;
   double* rowActivity;
   int32_t status;
-  double solveTime;         // seconds in ipmMain
-  double crossoverTime;     // seconds in the crossover
+  double solveTime;      // seconds in ipmMain
+  double crossoverTime;  // seconds in the crossover
   int32_t numIter;
-  double primalInfeas;      // measures of the last iterate
+  double primalInfeas;  // measures of the last iterate
   double dualInfeas;
   double boundInfeas;
   double dualityGap;
@@ -101,7 +101,7 @@ struct Solution {
 struct KeptSolution {
   double alphaPrimal;
   double alphaDual;
-  double* primalDelta;      // all owned
+  double* primalDelta;  // all owned
   double* dualDelta;
   double* lowerSlackDelta;
   double* upperSlackDelta;

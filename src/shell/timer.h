@@ -10,18 +10,18 @@
 namespace qz {
 
 struct IPM_timer {
-  int32_t type;              // 0 answers with CPU time, any other value with real time
-  double ticksPerSecond;     // divisor of the sub-second part of a CPU reading, 1000000
-  double cpuLimit;           // seconds, the largest double at first
-  double cpuUsed;            // seconds at the last reading
-  QzTimerModule* perfModule; // qztimer, owned
+  int32_t type;               // 0 answers with CPU time, any other value with real time
+  double ticksPerSecond;      // divisor of the sub-second part of a CPU reading, 1000000
+  double cpuLimit;            // seconds, the largest double at first
+  double cpuUsed;             // seconds at the last reading
+  QzTimerModule* perfModule;  // qztimer, owned
   QzTimerSample startSample;
   QzTimerSample stopSample;
   QzTimerDifference diffBlock;
-  double realLimit;          // seconds, the largest double at first
-  double realStart;          // host clock at the start
-  double realNow;            // host clock at the last reading
-  double realUsed;           // seconds at the last reading
+  double realLimit;  // seconds, the largest double at first
+  double realStart;  // host clock at the start
+  double realNow;    // host clock at the last reading
+  double realUsed;   // seconds at the last reading
 };
 
 // Makes a timer in the pool and loads qztimer. Null with rc -1086 when memory or the module can't be had.

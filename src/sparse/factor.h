@@ -48,52 +48,52 @@ struct SymbolicFactor {
   QzThread** threads;       // one host thread object per thread
   TaskPool* taskPool;
   ThreadContext* threadContexts;
-  volatile int64_t** blockState; // static pipeline: per supernode the state of each block
-  int32_t** blockTaskList;  // static pipeline: per block the ordered list of its updates, ended by -1
-  int32_t* blockCursor;     // static pipeline: per block the position in its list
-  QzLock*** blockLocks;     // dynamic scheduler: per supernode one lock per block
-  int32_t nextLeaf;         // dynamic scheduler: next entry of leaves to hand out
-  int32_t* taskStacks;      // dynamic scheduler: per thread one stack of 501 integers
-  QzLock** stackLocks;      // dynamic scheduler: one per thread
-  QzThread** workerThreads; // the numThreads - 1 started threads
-  int32_t* perm;            // position to input row
-  int32_t* invPerm;         // input row to position
-  int32_t* snParent;        // supernodal elimination tree, -1 at roots
-  int32_t* snStart;         // numSupernodes + 1: first column of each supernode
-  int32_t* colToSn;         // column to supernode
-  int32_t* pivotKind;       // LDL: numRows; null for Cholesky. In the analysis -2 a single column, -1 a column of a pair;
-                            // after a factorisation the pivots: p >= 0 a 1-by-1 pivot interchanged with row p, two equal
-                            // adjacent negative values a 2-by-2 pivot, counted from the first column of the supernode
-  int64_t* lIndexBegin;     // numSupernodes + 1: where each supernode's rows start in lIndex
-  int32_t* lIndex;          // row lists: the supernode's own columns, then its rows below, ascending
-  int64_t* lValueBegin;     // numSupernodes + 1: where each supernode's values start in lValues
-  double* lValues;          // the factor
-  void* threadScratch;      // scratch, cut per thread
-  int64_t threadScratchBytes; // its size in bytes
+  volatile int64_t** blockState;  // static pipeline: per supernode the state of each block
+  int32_t** blockTaskList;        // static pipeline: per block the ordered list of its updates, ended by -1
+  int32_t* blockCursor;           // static pipeline: per block the position in its list
+  QzLock*** blockLocks;           // dynamic scheduler: per supernode one lock per block
+  int32_t nextLeaf;               // dynamic scheduler: next entry of leaves to hand out
+  int32_t* taskStacks;            // dynamic scheduler: per thread one stack of 501 integers
+  QzLock** stackLocks;            // dynamic scheduler: one per thread
+  QzThread** workerThreads;       // the numThreads - 1 started threads
+  int32_t* perm;                  // position to input row
+  int32_t* invPerm;               // input row to position
+  int32_t* snParent;              // supernodal elimination tree, -1 at roots
+  int32_t* snStart;               // numSupernodes + 1: first column of each supernode
+  int32_t* colToSn;               // column to supernode
+  int32_t* pivotKind;    // LDL: numRows; null for Cholesky. In the analysis -2 a single column, -1 a column of a pair;
+                         // after a factorisation the pivots: p >= 0 a 1-by-1 pivot interchanged with row p, two equal
+                         // adjacent negative values a 2-by-2 pivot, counted from the first column of the supernode
+  int64_t* lIndexBegin;  // numSupernodes + 1: where each supernode's rows start in lIndex
+  int32_t* lIndex;       // row lists: the supernode's own columns, then its rows below, ascending
+  int64_t* lValueBegin;  // numSupernodes + 1: where each supernode's values start in lValues
+  double* lValues;       // the factor
+  void* threadScratch;   // scratch, cut per thread
+  int64_t threadScratchBytes;  // its size in bytes
 
   // LDL, blocked only: the shared product buffers.
   int32_t numSlots;
-  volatile int64_t* slotFlags; // numSlots: 1 while taken
-  int32_t* slotUsers;       // numSlots: updates still to come
-  double* slotValues;       // numSlots * blockSize^2
+  volatile int64_t* slotFlags;  // numSlots: 1 while taken
+  int32_t* slotUsers;           // numSlots: updates still to come
+  double* slotValues;           // numSlots * blockSize^2
 };
 
 struct NumericFactor {
   int32_t numRows;
-  int32_t numEntries;       // of the permuted lower triangle, diagonal included
-  int32_t* colBegin;        // numRows + 1
-  int32_t* rowIndex;        // capacity numRows + floor(offDiagonalEntries / 2)
-  double* matValue;         // the same
-  void* workBlock;          // the one allocation from which these and the temporaries of the analysis are cut
-  int64_t workBytesFirst;   // sizes of its two parts in bytes
+  int32_t numEntries;      // of the permuted lower triangle, diagonal included
+  int32_t* colBegin;       // numRows + 1
+  int32_t* rowIndex;       // capacity numRows + floor(offDiagonalEntries / 2)
+  double* matValue;        // the same
+  void* workBlock;         // the one allocation from which these and the temporaries of the analysis are cut
+  int64_t workBytesFirst;  // sizes of its two parts in bytes
   int64_t workBytesSecond;
-  double* work;             // scratch of the numeric phases, 5 * numRows + 8 doubles, cut from workBlock; what a call
-                            // leaves there is lost at the next one
+  double* work;  // scratch of the numeric phases, 5 * numRows + 8 doubles, cut from workBlock; what a call
+                 // leaves there is lost at the next one
 
   // LDL only.
-  int32_t panelWidth;       // 96 in a serial factor, blockSize when blocked
-  double* packA;            // per thread panelWidth * 96 entries, for the dense kernels
-  double* packB;            // per thread 96 * 96 entries
+  int32_t panelWidth;  // 96 in a serial factor, blockSize when blocked
+  double* packA;       // per thread panelWidth * 96 entries, for the dense kernels
+  double* packB;       // per thread 96 * 96 entries
 };
 
 }  // namespace qz

@@ -12,26 +12,26 @@ namespace qz {
 enum : int32_t { BIG_INVIVO = 1, BIG_INVITRO = 2 };
 
 struct SubModel {
-  int32_t numRow;           // size of the model
+  int32_t numRow;  // size of the model
   int32_t numCol;
-  double thresholdMat;      // matrix threshold
-  double thresholdBig;      // above it a solution value is big
-  double thresholdBound;    // above it a finite bound is far
-  double thresholdRow;      // above it a right-hand side is big
-  double thresholdCol;      // above it an objective coefficient is big
-  int32_t* rowMapSub;       // numRow: new number of the row, -1 when it is removed; all arrays are owned
-  int32_t* colMapSub;       // numCol: the same
+  double thresholdMat;    // matrix threshold
+  double thresholdBig;    // above it a solution value is big
+  double thresholdBound;  // above it a finite bound is far
+  double thresholdRow;    // above it a right-hand side is big
+  double thresholdCol;    // above it an objective coefficient is big
+  int32_t* rowMapSub;     // numRow: new number of the row, -1 when it is removed; all arrays are owned
+  int32_t* colMapSub;     // numCol: the same
   int32_t numRowSub;
-  int32_t* idxRowSub;       // numRow: rows of the sub-matrix; later the rows with big slack
+  int32_t* idxRowSub;  // numRow: rows of the sub-matrix; later the rows with big slack
   int32_t numColSub;
-  int32_t* idxColSub;       // numCol: columns of the sub-matrix; later the columns with big dual slack
-  int32_t numCoefColSub;    // column-wise sub-matrix of the listed columns, and their objective
+  int32_t* idxColSub;     // numCol: columns of the sub-matrix; later the columns with big dual slack
+  int32_t numCoefColSub;  // column-wise sub-matrix of the listed columns, and their objective
   int32_t* colBeginSub;
   int32_t* colLengthSub;
   int32_t* rowIndexSub;
   double* matValueSub;
   double* objSub;
-  int32_t numCoefRowSub;    // row-wise sub-matrix of the listed rows
+  int32_t numCoefRowSub;  // row-wise sub-matrix of the listed rows
   int32_t* rowBeginSub;
   int32_t* rowLengthSub;
   int32_t* colIndexSub;
@@ -40,45 +40,45 @@ struct SubModel {
   char* rowSenseSub;
   int32_t* statusBoundSub;  // numCol: bit 1 lower bound concerned, bit 2 upper bound concerned
   int32_t numBoundSub;
-  int32_t* idxBoundSub;     // numCol: columns with a concerned bound
-  double* lowerSub;         // values of those bounds, in list order
+  int32_t* idxBoundSub;  // numCol: columns with a concerned bound
+  double* lowerSub;      // values of those bounds, in list order
   double* upperSub;
-  int32_t numBigVar;        // current count of each kind
+  int32_t numBigVar;  // current count of each kind
   int32_t numBigBoundSlack;
   int32_t numBigIneqnSlack;
   int32_t numBigDual;
   int32_t numBigBoundDual;
-  int32_t prevBigVar;       // the counts of the iteration before
+  int32_t prevBigVar;  // the counts of the iteration before
   int32_t prevBigBoundSlack;
   int32_t prevBigIneqnSlack;
   int32_t prevBigDual;
   int32_t prevBigBoundDual;
-  int32_t* idxBigVar;       // numCol: big variables
-  int32_t* idxBigDual;      // numRow: rows with big dual
-  double* shiftPrimal;      // shift of each listed variable
-  double* shiftDual;        // shift of each listed dual
-  double* savedLowerDual;   // dual values of removed bounds
+  int32_t* idxBigVar;      // numCol: big variables
+  int32_t* idxBigDual;     // numRow: rows with big dual
+  double* shiftPrimal;     // shift of each listed variable
+  double* shiftDual;       // shift of each listed dual
+  double* savedLowerDual;  // dual values of removed bounds
   double* savedUpperDual;
-  double* fixedValue;       // value and dual of each column fixed at the in vitro level
+  double* fixedValue;  // value and dual of each column fixed at the in vitro level
   double* fixedDual;
-  double* freedRowDual;     // dual of each freed row
-  double deltaX;            // measured movement of each kind
+  double* freedRowDual;  // dual of each freed row
+  double deltaX;         // measured movement of each kind
   double deltaBound;
   double deltaRow;
   double deltaY;
   double deltaColumn;
-  double moveTolerance;     // 0.01 at the start
-  int32_t bBigVar;          // action flags: BIG_INVIVO, BIG_INVITRO
+  double moveTolerance;  // 0.01 at the start
+  int32_t bBigVar;       // action flags: BIG_INVIVO, BIG_INVITRO
   int32_t bBigBoundSlack;
   int32_t bBigIneqnSlack;
   int32_t bBigDual;
   int32_t bBigBoundDual;
-  int32_t planBigVar;       // the actions wished for the next in vitro round
+  int32_t planBigVar;  // the actions wished for the next in vitro round
   int32_t planBigBoundSlack;
   int32_t planBigIneqnSlack;
   int32_t planBigDual;
   int32_t planBigBoundDual;
-  int32_t numColExtra;      // columns and rows removed by the last presolve beyond the marked ones
+  int32_t numColExtra;  // columns and rows removed by the last presolve beyond the marked ones
   int32_t* idxColExtra;
   int32_t numRowExtra;
   int32_t* idxRowExtra;

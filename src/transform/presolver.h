@@ -32,42 +32,42 @@ struct Presolver {
   int32_t numRemovedElement;
   int32_t numRemovedQuadElement;
   int32_t numChangeRange;
-  Model* inModel;           // the input model while a reduced model is in use; null otherwise
-  int32_t* colBegin;        // working matrix by column, packed; all arrays below are owned
+  Model* inModel;     // the input model while a reduced model is in use; null otherwise
+  int32_t* colBegin;  // working matrix by column, packed; all arrays below are owned
   int32_t* colLength;
   int32_t* rowIndex;
   double* matValue;
-  int32_t* rowBegin;        // working matrix by row
+  int32_t* rowBegin;  // working matrix by row
   int32_t* rowLength;
   int32_t* colIndex;
   double* rowValue;
-  int32_t* quadColBegin;    // working strict lower triangle, only with quadratic elements
+  int32_t* quadColBegin;  // working strict lower triangle, only with quadratic elements
   int32_t* quadColLength;
   int32_t* quadRowIndex;
   double* quadMatValue;
-  int32_t* quadRowBegin;    // its transpose
+  int32_t* quadRowBegin;  // its transpose
   int32_t* quadRowLength;
   int32_t* quadColIndex;
   double* quadRowValue;
-  char* rowSense;           // working senses
-  double* rhs;              // working copies
+  char* rowSense;  // working senses
+  double* rhs;     // working copies
   double* obj;
   double* lower;
   double* upper;
   double noiseThreshold;
-  int32_t* rowMap;          // codes of the reductions; after the mapping the new indices
+  int32_t* rowMap;  // codes of the reductions; after the mapping the new indices
   int32_t* colMap;
-  int32_t* lbMap;           // row that set the bound, -1 for none
+  int32_t* lbMap;  // row that set the bound, -1 for none
   int32_t* ubMap;
-  int32_t boundChanged;     // a kept column's bound differs from the model's
-  int32_t numPostdet;       // entries of the list below
-  int32_t* postdetList;     // numCol: columns to determine in the postsolve
-  int32_t* rowChecked;      // 1 when the row was looked at since it last changed
+  int32_t boundChanged;  // a kept column's bound differs from the model's
+  int32_t numPostdet;    // entries of the list below
+  int32_t* postdetList;  // numCol: columns to determine in the postsolve
+  int32_t* rowChecked;   // 1 when the row was looked at since it last changed
   int32_t* colChecked;
-  int32_t changed;          // something changed in this pass
+  int32_t changed;  // something changed in this pass
   int32_t numPass;
-  int32_t maxPass;          // 100
-  int32_t infeasRow;        // where an infeasibility arose, -1 otherwise
+  int32_t maxPass;    // 100
+  int32_t infeasRow;  // where an infeasibility arose, -1 otherwise
   int32_t infeasCol;
   int32_t tightenEnabled;
   int32_t singletonEnabled;

@@ -26,7 +26,9 @@ struct CountingPool {
   std::map<void*, uint64_t> blocks;
 };
 
-CountingPool* counting(QzPool* pool) { return reinterpret_cast<CountingPool*>(pool); }
+CountingPool* counting(QzPool* pool) {
+  return reinterpret_cast<CountingPool*>(pool);
+}
 
 void poolDestroy(QzPool* pool) {
   CountingPool* self = counting(pool);
@@ -150,20 +152,32 @@ TestHost::~TestHost() {
   current = nullptr;
 }
 
-QzLog* TestHost::log() { return &sink_->log; }
+QzLog* TestHost::log() {
+  return &sink_->log;
+}
 
 void TestHost::failAllocation(int64_t k, bool andAllBehind) {
   failAt = k == 0 ? 0 : allocationCount + k;
   failBehind = andAllBehind;
 }
 
-int64_t TestHost::allocations() const { return allocationCount; }
-int64_t TestHost::outstanding() const { return blockCount; }
-int64_t TestHost::outstandingBytes() const { return byteCount; }
+int64_t TestHost::allocations() const {
+  return allocationCount;
+}
+int64_t TestHost::outstanding() const {
+  return blockCount;
+}
+int64_t TestHost::outstandingBytes() const {
+  return byteCount;
+}
 
-QzThread* TestHost::thread() { return currentThread(&table_); }
+QzThread* TestHost::thread() {
+  return currentThread(&table_);
+}
 
-void TestHost::cancelThread(bool cancel) { threadSignal(thread(), cancel ? 0 : 1, 0); }
+void TestHost::cancelThread(bool cancel) {
+  threadSignal(thread(), cancel ? 0 : 1, 0);
+}
 
 bool TestHost::logged(uint32_t code) const {
   for (const LoggedMessage& message : messages)

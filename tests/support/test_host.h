@@ -31,18 +31,18 @@ class TestHost {
 
   // The k-th allocation from now on (k from 1) fails, and all behind it too when `andAllBehind`; 0 switches off.
   void failAllocation(int64_t k, bool andAllBehind = false);
-  int64_t allocations() const;   // made since the host was made
-  int64_t outstanding() const;   // blocks in use, all pools together
+  int64_t allocations() const;  // made since the host was made
+  int64_t outstanding() const;  // blocks in use, all pools together
   int64_t outstandingBytes() const;
 
   void setOption(const std::wstring& name, int64_t value) { options_[name] = value; }
   void removeOption(const std::wstring& name) { options_.erase(name); }
 
-  QzThread* thread();             // the object of the calling thread
+  QzThread* thread();  // the object of the calling thread
   void cancelThread(bool cancel);
 
-  double now = 1000.0;            // what the clock shows
-  double tick = 0.0;              // added at every reading
+  double now = 1000.0;  // what the clock shows
+  double tick = 0.0;    // added at every reading
 
   std::vector<LoggedMessage> messages;
   bool logged(uint32_t code) const;

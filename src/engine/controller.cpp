@@ -1,0 +1,200 @@
+#include "engine/controller.h"
+
+#include <algorithm>
+
+#include "engine/augmented_system.h"
+#include "engine/engine_state.h"
+#include "engine/iteration.h"
+#include "engine/kept_direction.h"
+#include "engine/linear_algebra.h"
+#include "engine/measures.h"
+#include "engine/start_point.h"
+#include "shell/log.h"
+#include "shell/pool.h"
+#include "submodel/submodel.h"
+
+namespace qz {
+
+namespace {
+
+// What one solve keeps.
+struct Control {
+  Env* env;
+  Model* model;
+  IpmOption* option;
+  Hub* hub;
+  Solution* solution;
+  IPM_timer* timer;
+  Ipm* ipm;
+  SubModel* submodel;
+};
+
+int32_t createState(Control& control) {
+  control.ipm = NewIpm(control.env, control.model, control.timer);
+  if (control.ipm == nullptr) return QZ_STATUS_OUT_OF_MEMORY;
+  ipmGetOption(control.ipm, control.option);
+  ipmSetParam(control.ipm, control.option, control.hub);
+  if (CreateIpm(control.ipm) != QZ_STATUS_OK) return QZ_STATUS_OUT_OF_MEMORY;
+  control.ipm->stopState = STOP_NOT_STARTED;
+  return QZ_STATUS_OK;
+}
+
+// The record of big values. The screening of the input data is not part of the solve yet: nothing counts as big.
+int32_t createSubModel(Control& control) {
+  const int32_t status = NewSubModel(control.env, control.model, &control.submodel);
+  if (status != QZ_STATUS_OK) return status;
+  ClearSubModel(control.env, control.submodel);
+  control.submodel->thresholdRow = kInfinity;
+  control.submodel->thresholdCol = kInfinity;
+  return QZ_STATUS_OK;
+}
+
+int32_t findStart(Control& control) {
+  Ipm* ipm = control.ipm;
+  AssignIpm(ipm, control.model, control.solution);
+  AnalyzeIpm(ipm);
+  if (ipm->typeModel == IPM_MODEL_LP) return ipmInitLP(ipm, control.submodel);
+  if (ipm->typeModel == IPM_MODEL_QP) return ipmInitQP(ipm, control.submodel);
+  logText(control.env->log, QZ_LOG_DEBUG, L"Error ipmSolve: unknown model type.");
+  return QZ_STATUS_FAILED;
+}
+
+// The lists and limits of the solution-driven part. The limit above which a solution value is big lies between 100 and
+// 10000.
+int32_t prepareSubModel(Control& control) {
+  ClearSubModel(control.env, control.submodel);
+  const int32_t status = NewSubModel2(control.env, control.submodel);
+  if (status != QZ_STATUS_OK) return status;
+  if (control.submodel == nullptr) {
+    logText(control.env->log, QZ_LOG_DEBUG, L"Error ipmSolve: submodel should not be NULL.");
+    return QZ_STATUS_FAILED;
+  }
+  const double limit = std::max(100.0, std::min(100.0 * control.submodel->thresholdMat, 10000.0));
+  control.submodel->thresholdBig = limit;
+  control.submodel->thresholdBound = limit;
+  return QZ_STATUS_OK;
+}
+
+void printHeader(const Control& control) {
+  if (control.option->printLevel < 2) return;
+  logCode(control.env->log, QZ_LOG_HEADER, QZ_MSG_TABLE_HEADER);
+  logCode(control.env->log, QZ_LOG_HEADER, QZ_MSG_TABLE_HEADER2);
+}
+
+int32_t setUp(Control& control) {
+  // The normal equations have no factorisation yet, and nothing else may stand in for them.
+  if (control.option->typeMethod != IPM_METHOD_AUGMENTED) {
+    logText(control.env->log, QZ_LOG_ERROR, L"Error ipmSolve: the normal equations are not available.");
+    return QZ_STATUS_FAILED;
+  }
+  int32_t status = createState(control);
+  if (status != QZ_STATUS_OK) return status;
+  status = createSubModel(control);
+  if (status != QZ_STATUS_OK) return status;
+  status = findStart(control);
+  if (status != QZ_STATUS_OK) return status;
+  return prepareSubModel(control);
+}
+
+// Iterates. Without submodels there is nothing to reduce and nothing to recover, so one run of the iteration decides.
+int32_t iterate(Control& control) {
+  control.ipm->stopState = STOP_ITERATE;
+  const int32_t status = ipmMethod(control.ipm, control.hub, control.submodel);
+  control.model->status = status;
+  if (control.hub->routeSubmodel != ROUTE_INACTIVE && control.hub->routeSubmodel != ROUTE_INVITRO) {
+    logText(control.env->log, QZ_LOG_DEBUG,
+            L"Error ipmSolve: out of resource, routeSubmodel=%d should be either INACTIVE or INVITRO",
+            control.hub->routeSubmodel);
+    return QZ_STATUS_FAILED;
+  }
+  const bool failed =
+      status == QZ_STATUS_OUT_OF_MEMORY || status == QZ_STATUS_INTERRUPTED || status == QZ_STATUS_FAILED;
+  return failed ? status : QZ_STATUS_OK;
+}
+
+void crossCheck(Control& control) {
+  Model* model = control.model;
+  const bool claimed = model->status == QZ_STATUS_INFEASIBLE_ALIAS || model->status == QZ_STATUS_BOTH_INFEASIBLE ||
+                       model->status == QZ_STATUS_DUAL_INFEASIBLE || model->status == QZ_STATUS_PRIMAL_INFEASIBLE;
+  if (model->typeModel != IPM_MODEL_LP || !claimed) return;
+  model->status = crossCheckInfeasible(model, model->dualInfeas, control.option->tolDual, control.option->infinityValue,
+                                       model->status);
+}
+
+int32_t leave(Control& control, int32_t result) {
+  Env* env = control.env;
+  Ipm* ipm = control.ipm;
+  getSolverStat(control.model, ipm);
+  crossCheck(control);
+  if (ipm != nullptr) ldlCleanUp(env, ipm->laEnv, &ipm->ldlFactor, &ipm->ldlMemory);
+  if (result == QZ_STATUS_OK && control.option->crossover != 0)
+    result = recordDirection(ipm, control.model, control.hub, control.submodel);
+  if (ipm != nullptr) {
+    FreeIpm(ipm);
+    poolFree(env->pool, control.ipm);
+  }
+  FreeSubModel(env, &control.submodel);
+  if (result != QZ_STATUS_OK) control.model->status = result;
+  return result;
+}
+
+// True when no cost can run along an infinite bound, so that the objective is bounded by the column bounds.
+bool noRay(const Model* model, double infinityValue) {
+  for (int32_t j = 0; j < model->numCol; ++j) {
+    if (model->obj[j] > 0.0 && model->lower[j] <= -infinityValue) return false;
+    if (model->obj[j] < 0.0 && model->upper[j] >= infinityValue) return false;
+  }
+  return true;
+}
+
+bool zeroMeetsRow(char sense, double rhs) {
+  switch (sense) {
+    case 'E':
+      return rhs == 0.0;
+    case 'G':
+      return rhs <= 0.0;
+    case 'L':
+      return rhs >= 0.0;
+    default:
+      return false;
+  }
+}
+
+// True when x = 0 is feasible.
+bool zeroFeasible(const Model* model, double infinityValue) {
+  for (int32_t i = 0; i < model->numRow; ++i)
+    if (!zeroMeetsRow(model->rowSense[i], model->rhs[i])) return false;
+  for (int32_t j = 0; j < model->numCol; ++j) {
+    if (model->lower[j] > 0.0 && model->lower[j] > -infinityValue) return false;
+    if (model->upper[j] < 0.0 && model->upper[j] < infinityValue) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+int32_t crossCheckInfeasible(const Model* model, double dualInfeas, double tolDual, double infinityValue,
+                             int32_t status) {
+  int32_t checked = status;
+  if (noRay(model, infinityValue)) {
+    if (status == QZ_STATUS_DUAL_INFEASIBLE) checked = QZ_STATUS_FAILED;
+    if (status == QZ_STATUS_BOTH_INFEASIBLE) checked = QZ_STATUS_PRIMAL_INFEASIBLE;
+  }
+  if (dualInfeas <= tolDual && zeroFeasible(model, infinityValue)) {
+    if (status == QZ_STATUS_PRIMAL_INFEASIBLE || status == QZ_STATUS_INFEASIBLE_ALIAS) checked = QZ_STATUS_FAILED;
+    if (status == QZ_STATUS_BOTH_INFEASIBLE) checked = QZ_STATUS_DUAL_INFEASIBLE;
+  }
+  return checked;
+}
+
+int32_t ipmSolve(Env* env, Model* model, IpmOption* option, Hub* hub, Solution* solution, IPM_timer* timer) {
+  Control control{env, model, option, hub, solution, timer, nullptr, nullptr};
+  int32_t result = setUp(control);
+  if (result == QZ_STATUS_OK) {
+    printHeader(control);
+    result = iterate(control);
+  }
+  return leave(control, result);
+}
+
+}  // namespace qz

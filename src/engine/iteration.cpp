@@ -1,0 +1,208 @@
+#include "engine/iteration.h"
+
+#include <algorithm>
+
+#include "engine/augmented_system.h"
+#include "engine/directions.h"
+#include "engine/linear_algebra.h"
+#include "engine/measures.h"
+#include "engine/stopping.h"
+#include "shell/log.h"
+
+namespace qz {
+
+namespace {
+
+constexpr int32_t kMaxReset = 5;
+
+// Where the loop goes next.
+enum class Step { kTop, kMeasure, kControl, kReport, kReset, kDirection, kLeave };
+
+struct Loop {
+  Ipm* ipm;
+  Hub* hub;
+  SubModel* submodel;
+  int32_t result;  // what the loop leaves with
+};
+
+Step leaveWith(Loop& loop, int32_t result) {
+  loop.result = result;
+  return Step::kLeave;
+}
+
+Step keepPreviousMeasures(Loop& loop) {
+  Ipm& ipm = *loop.ipm;
+  ipm.prevMu = ipm.mu;
+  ipm.prevGap = ipm.dualityGap;
+  ipm.prevPrimalInfeas = ipm.primalInfeas;
+  ipm.prevBoundInfeas = ipm.boundInfeas;
+  ipm.prevDualInfeas = ipm.dualInfeas;
+  return Step::kMeasure;
+}
+
+// Measures the point, which also leaves the predictor's right-hand side, and decides.
+Step measureAndDecide(Loop& loop) {
+  Ipm* ipm = loop.ipm;
+  computeMeasurement(ipm);
+  ipm->status =
+      getSolutionStatus(ipm->tolPrimal, ipm->tolDual, ipm->tolOptimality, ipm->tolComplement, ipm->primalInfeas,
+                        ipm->boundInfeas, ipm->dualInfeas, ipm->dualityGap, ipm->complementarity);
+  if (!pollStop(ipm)) decideStop(ipm, loop.hub, loop.submodel);
+  return Step::kControl;
+}
+
+// Limits leave at once; the scaling and the submodel stage join here.
+Step control(Loop& loop) {
+  Ipm* ipm = loop.ipm;
+  if (ipm->status == QZ_STATUS_TIME_LIMIT) {
+    ipm->stopState = STOP_NOW;
+    return leaveWith(loop, QZ_STATUS_TIME_LIMIT);
+  }
+  if (ipm->status == QZ_STATUS_ITERATION_LIMIT) {
+    printLog(ipm);
+    ipm->stopState = STOP_NOW;
+    return leaveWith(loop, QZ_STATUS_ITERATION_LIMIT);
+  }
+  return Step::kReport;
+}
+
+Step report(Loop& loop) {
+  Ipm* ipm = loop.ipm;
+  printLog(ipm);
+  if (ipm->stopState == STOP_NOW) return leaveWith(loop, ipm->status);
+  ++ipm->numIter;
+  return ipm->stopState == STOP_ITERATE ? Step::kDirection : Step::kReset;
+}
+
+// Ends the loop where it stands, which takes the pass back.
+Step takeBackAndLeave(Loop& loop, int32_t status) {
+  Ipm* ipm = loop.ipm;
+  ipm->status = status;
+  ipm->stopState = STOP_NOW;
+  --ipm->numIter;
+  return leaveWith(loop, status);
+}
+
+// What is left of a pass whose exact-point reset was no success: a feasible point whose gap or complementarity is
+// within tolerance is good enough now; otherwise the iteration goes on from the same point, unless it was to stop in
+// any case.
+Step afterFailedReset(Loop& loop) {
+  Ipm* ipm = loop.ipm;
+  const bool feasible =
+      ipm->primalInfeas <= ipm->tolPrimal && ipm->boundInfeas <= ipm->tolPrimal && ipm->dualInfeas <= ipm->tolDual;
+  if (feasible && ipm->dualityGap <= ipm->tolOptimality) return takeBackAndLeave(loop, QZ_STATUS_OPTIMAL);
+  if (feasible && ipm->complementarity <= ipm->tolComplement) return takeBackAndLeave(loop, QZ_STATUS_NEAR_OPTIMAL);
+  if (ipm->stopState == STOP_RESET_STOP || ipm->stopState == STOP_NOW || ipm->numReset >= kMaxReset)
+    return takeBackAndLeave(loop, ipm->status);
+  ipm->stopState = STOP_ITERATE;
+  return Step::kDirection;
+}
+
+// The exact-point reset is not part of the loop yet: a wish to try one and go on is dropped, uncounted, and a wish to
+// try one and stop ends the run as a reset that failed does. The decision that wished for it skipped the limits of the
+// iteration, so they are tested here.
+Step reset(Loop& loop) {
+  Ipm* ipm = loop.ipm;
+  if (ipm->stopState != STOP_RESET_GO_ON) return afterFailedReset(loop);
+  ipm->stopState = STOP_ITERATE;
+  decideLimits(ipm);
+  return ipm->stopState == STOP_NOW ? takeBackAndLeave(loop, ipm->status) : Step::kDirection;
+}
+
+// A failed solve takes the iteration back and leaves with what the measure said, so that a near-optimal point stays
+// near-optimal; no memory and a break are handed on.
+Step solveFailed(Loop& loop, int32_t status) {
+  --loop.ipm->numIter;
+  const bool handedOn = status == QZ_STATUS_OUT_OF_MEMORY || status == QZ_STATUS_INTERRUPTED;
+  return leaveWith(loop, handedOn ? status : loop.ipm->status);
+}
+
+int32_t solveAugmented(Ipm* ipm, double* vector) {
+  return ldlSolve(ipm->env, ipm->debugLevel, ipm->numDim, ipm->stopState, ipm->ipmColBegin, ipm->ipmRowIndex,
+                  ipm->ipmMatValue, vector, ipm->laEnv, ipm->ldlFactor, ipm->ldlMemory, ipm->timer, &ipm->timeLdlSolve);
+}
+
+// One step: factor, predictor, centering, corrector, combined direction, update; a poll between all of them.
+Step takeStep(Loop& loop) {
+  Ipm* ipm = loop.ipm;
+  computeAugmentDiag(ipm);
+  if (pollStop(ipm)) return Step::kControl;
+  int32_t status = ldlFactorize(ipm->env, ipm->numDim, ipm->ipmColBegin, ipm->ipmRowIndex, ipm->ipmMatValue, ipm->laEnv,
+                                ipm->ldlFactor, ipm->ldlMemory, ipm->timer, &ipm->timeLdlFactor);
+  if (status != QZ_STATUS_OK) return leaveWith(loop, status);
+  if (pollStop(ipm)) return Step::kControl;
+
+  status = solveAugmented(ipm, ipm->rhsPredictor);
+  if (status != QZ_STATUS_OK) return solveFailed(loop, status);
+  if (pollStop(ipm)) return Step::kControl;
+  computePredictor(ipm);
+  if (pollStop(ipm)) return Step::kControl;
+
+  computeMuAffine(ipm);
+  computeSigma(ipm);
+  if (pollStop(ipm)) return Step::kControl;
+  ipm->sigma = std::min(ipm->sigma, 1.0);
+  computeRhsCorrector(ipm);
+  if (pollStop(ipm)) return Step::kControl;
+
+  status = solveAugmented(ipm, ipm->rhsCorrector);
+  if (status != QZ_STATUS_OK) return solveFailed(loop, status);
+  if (pollStop(ipm)) return Step::kControl;
+  computeStepCombined(ipm);
+  if (pollStop(ipm)) return Step::kControl;
+
+  updateSolution(ipm);
+  if (pollStop(ipm)) return Step::kControl;
+  return Step::kTop;
+}
+
+// A near-optimal point whose gap is within tolerance is optimal: complementarity alone does not block that.
+int32_t leave(Loop& loop) {
+  Ipm* ipm = loop.ipm;
+  if (loop.result == QZ_STATUS_NEAR_OPTIMAL && ipm->dualityGap <= ipm->tolOptimality) {
+    ipm->status = QZ_STATUS_OPTIMAL;
+    loop.result = QZ_STATUS_OPTIMAL;
+  }
+  return loop.result;
+}
+
+}  // namespace
+
+void printLog(const Ipm* ipm) {
+  if (ipm->printLevel <= 1 || ipm->logFrequency < 1) return;
+  if (ipm->stopState != STOP_NOW && ipm->numIter % ipm->logFrequency != 0) return;
+  logCode(ipm->env->log, QZ_LOG_ITERATION, QZ_MSG_ITERATION, ipm->numIter, ipm->complementarity, ipm->dualityGap,
+          ipm->primalInfeas, ipm->boundInfeas, ipm->dualInfeas);
+}
+
+int32_t ipmMethod(Ipm* ipm, Hub* hub, SubModel* submodel) {
+  Loop loop{ipm, hub, submodel, QZ_STATUS_OK};
+  Step step = Step::kTop;
+  while (step != Step::kLeave) {
+    switch (step) {
+      case Step::kTop:
+        step = keepPreviousMeasures(loop);
+        break;
+      case Step::kMeasure:
+        step = measureAndDecide(loop);
+        break;
+      case Step::kControl:
+        step = control(loop);
+        break;
+      case Step::kReport:
+        step = report(loop);
+        break;
+      case Step::kReset:
+        step = reset(loop);
+        break;
+      case Step::kDirection:
+        step = takeStep(loop);
+        break;
+      case Step::kLeave:
+        break;
+    }
+  }
+  return leave(loop);
+}
+
+}  // namespace qz
