@@ -73,4 +73,7 @@ struct Presolver {
   int32_t singletonEnabled;
 };
 
+// Frees the record with every array it holds and clears the pointer; null is no fault. inModel is not owned.
+void DestroyPresolver(Env* env, Presolver** presolver);
+
 }  // namespace qz
