@@ -1,0 +1,192 @@
+#include "presolve_object.h"
+
+#include "qzipsolve/builtin.h"
+#include "shell/log.h"
+#include "shell/pool.h"
+
+namespace qzpresol {
+
+QzHostTable* hostTable = nullptr;
+
+namespace {
+
+PresolveObject* objectOf(QzPresolveObject* object) {
+  return reinterpret_cast<PresolveObject*>(object);
+}
+
+Reduction* reductionOf(QzPresolveResult* result) {
+  return reinterpret_cast<Reduction*>(result);
+}
+
+void destroyObject(QzPresolveObject* object) {
+  if (object != nullptr) object->pool->destroy(object->pool);
+}
+
+void freeHandle(QzPresolveObject* object, void** field) {
+  if (object == nullptr || field == nullptr || *field == nullptr) return;
+  auto* handle = static_cast<QzPresolveHandle*>(*field);
+  qz::poolFree(object->pool, handle->settings);
+  qz::poolFree(object->pool, handle->limits);
+  qz::poolFree(object->pool, handle);
+  *field = nullptr;
+}
+
+QzPresolveHandle* prepare(QzPresolveObject* object, LpOptions* options, int32_t* rc) {
+  *rc = QZ_STATUS_OUT_OF_MEMORY;
+  QzPool* pool = object->pool;
+  objectOf(object)->printLevel = options->printLevel;
+  objectOf(object)->tolPrimal = options->tolPrimal;
+  auto* handle = qz::poolAllocateZero<QzPresolveHandle>(pool, 1);
+  if (handle == nullptr) return nullptr;
+  handle->settings = qz::poolAllocateZero<QzPresolveSettings>(pool, 1);
+  handle->limits = qz::poolAllocateZero<QzPresolveLimits>(pool, 1);
+  if (handle->settings == nullptr || handle->limits == nullptr) {
+    void* field = handle;
+    freeHandle(object, &field);
+    return nullptr;
+  }
+  *rc = QZ_STATUS_OK;
+  return handle;
+}
+
+void freeResult(QzPresolveObject* object, QzPresolveResult** field) {
+  if (object == nullptr || field == nullptr || *field == nullptr) return;
+  Reduction* reduction = reductionOf(*field);
+  freeReduction(*reduction);
+  qz::poolFree(object->pool, reduction);
+  *field = nullptr;
+}
+
+// What the presolver settled alone is told here, since no engine reports on it.
+void reportOutcome(const Reduction& reduction) {
+  if (reduction.owner->printLevel == 0) return;
+  QzLog* log = reduction.owner->slots.log;
+  switch (reduction.outcome) {
+    case QZ_PRESOL_OPTIMAL:
+      qz::logText(log, QZ_LOG_NOTE, L"The presolver solved the model.");
+      break;
+    case QZ_PRESOL_PRIMAL_INFEASIBLE:
+      qz::logText(log, QZ_LOG_NOTE, L"The presolver found the model primal infeasible.");
+      break;
+    case QZ_PRESOL_DUAL_INFEASIBLE:
+      qz::logText(log, QZ_LOG_NOTE, L"The presolver found the model dual infeasible.");
+      break;
+    case QZ_PRESOL_FAILED:
+      qz::logText(log, QZ_LOG_ERROR, L"The presolver refused the model: its record is not consistent.");
+      break;
+    default:
+      break;
+  }
+}
+
+QzPresolveResult* reduce(QzPresolveObject* object, QzPresolveHandle*, int32_t, LpRecord* record, int32_t* rc) {
+  *rc = QZ_STATUS_OUT_OF_MEMORY;
+  auto* reduction = qz::poolAllocateZero<Reduction>(object->pool, 1);
+  if (reduction == nullptr) return nullptr;
+  reduction->owner = objectOf(object);
+  reduction->pool = object->pool;
+  reduction->caller = record;
+  reduction->result.reduced = &reduction->reduced;
+  const int32_t status = reduceRecord(*reduction);
+  if (status != QZ_STATUS_OK) {
+    QzPresolveResult* field = &reduction->result;
+    freeResult(object, &field);
+    return nullptr;
+  }
+  reportOutcome(*reduction);
+  *rc = reduction->outcome == 0 ? QZ_STATUS_OK : kNoEngine;
+  return &reduction->result;
+}
+
+int32_t postsolve(QzPresolveResult* result) {
+  if (result == nullptr) return QZ_PRESOL_FAILED;
+  restoreRecord(*reductionOf(result));
+  return QZ_STATUS_OK;
+}
+
+// Scale factors come with the solver's scaling stage, which is the only caller.
+int32_t scaleNotBuilt(QzPresolveObject*, int32_t, int32_t, int32_t, int32_t, int32_t*, double, int32_t*, int32_t*,
+                      double*, double*, double*, double*, double*, double*, void*, void*, double*, char*, double*,
+                      double*, double*, double*, double*) {
+  return QZ_STATUS_FAILED;
+}
+
+void* createObject() {
+  QzPoolParameters parameters{};
+  QzPool* pool = hostTable->createPool(hostTable, &parameters, nullptr, L"QZPRESOL POOL", 0, 0);
+  if (pool == nullptr) return nullptr;
+  auto* object = qz::poolAllocateZero<PresolveObject>(pool, 1);
+  if (object == nullptr) {
+    pool->destroy(pool);
+    return nullptr;
+  }
+  object->slots.pool = pool;
+  object->slots.destroy = destroyObject;
+  object->slots.prepare = prepare;
+  object->slots.freeHandle = freeHandle;
+  object->slots.reduce = reduce;
+  object->slots.postsolve = postsolve;
+  object->slots.freeResult = freeResult;
+  object->slots.scale = scaleNotBuilt;
+  object->slots.unscale = scaleNotBuilt;
+  return object;
+}
+
+int32_t writeVersion(int32_t major, int32_t minor, int32_t fix, int32_t* outMajor, int32_t* outMinor, int32_t* outFix) {
+  *outMajor = major;
+  *outMinor = minor;
+  *outFix = fix;
+  return 0;
+}
+
+int32_t requiredVersion(QzModule*, int32_t* major, int32_t* minor, int32_t* fix) {
+  return writeVersion(5, 1, 1, major, minor, fix);
+}
+
+int32_t moduleVersion(QzModule*, int32_t* major, int32_t* minor, int32_t* fix) {
+  return writeVersion(1, 0, 0, major, minor, fix);
+}
+
+int32_t destroyModule(QzModule* module) {
+  if (module != nullptr) module->pool->destroy(module->pool);
+  return 0;
+}
+
+}  // namespace
+
+QzModule* makeModule(QzPool* parent) {
+  if (hostTable == nullptr) return nullptr;
+  QzPoolParameters parameters{};
+  QzPool* pool = hostTable->createPool(hostTable, &parameters, parent, L"QZPRESOL POOL", 0, 0);
+  if (pool == nullptr) return nullptr;
+  auto* module = qz::poolAllocateZero<QzModule>(pool, 1);
+  if (module == nullptr) {
+    pool->destroy(pool);
+    return nullptr;
+  }
+  const char tag[4] = {'n', 'e', 'v', 'o'};
+  for (int k = 0; k < 4; ++k) module->tag[k] = tag[k];
+  module->getReqVersion = requiredVersion;
+  module->getVersion = moduleVersion;
+  module->realDestroy = destroyModule;
+  module->pool = pool;
+  module->create_instance = createObject;
+  return module;
+}
+
+}  // namespace qzpresol
+
+namespace {
+
+int32_t storeHost(QzHostTable* handle) {
+  qzpresol::hostTable = handle;
+  return 0;
+}
+
+QzModule* make(void*, QzPool* parent) {
+  return qzpresol::makeModule(parent);
+}
+
+}  // namespace
+
+extern "C" const QzBuiltinModule qzpresol_builtin = {L"qzpresol", storeHost, make};

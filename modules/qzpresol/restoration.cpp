@@ -1,0 +1,106 @@
+// From the reduced record's answer back to the caller's arrays, and the end of a reduction.
+
+#include <cmath>
+
+#include "presolve_object.h"
+#include "shell/pool.h"
+
+namespace qzpresol {
+
+namespace {
+
+bool hasMaps(const Reduction& r) {
+  return r.fixedValue != nullptr;
+}
+
+// A record that was refused as inconsistent is not walked again: only its results are set.
+bool readable(const Reduction& r) {
+  return hasMaps(r) && r.outcome != QZ_PRESOL_FAILED;
+}
+
+double primalOf(const Reduction& r, int32_t j) {
+  const int32_t reduced = r.outcome == 0 ? r.colMap[j] : -1;
+  return reduced < 0 ? r.fixedValue[j] : r.reduced.solPrimal[reduced];
+}
+
+// Duals are of the objective as the caller wrote it; a removed row does not bind and has dual 0.
+double dualOf(const Reduction& r, int32_t i) {
+  const int32_t reduced = r.outcome == 0 ? r.rowMap[i] : -1;
+  return reduced < 0 ? 0.0 : r.caller->objSense * r.reduced.solDual[reduced];
+}
+
+void writeColumns(const Reduction& r) {
+  LpRecord& out = *r.caller;
+  for (int32_t j = 0; j < out.numCol; ++j) {
+    const double x = primalOf(r, j);
+    double reducedCost = out.obj[j];
+    for (int64_t k = out.colBegin[j], end = k + out.colLength[j]; k < end; ++k) {
+      const int32_t i = out.rowIndex[k];
+      reducedCost -= out.matValue[k] * dualOf(r, i);
+      if (out.rowActivity != nullptr) out.rowActivity[i] += out.matValue[k] * x;
+    }
+    if (out.solPrimal != nullptr) out.solPrimal[j] = x;
+    if (out.reducedCost != nullptr) out.reducedCost[j] = reducedCost;
+  }
+}
+
+void writeArrays(const Reduction& r) {
+  LpRecord& out = *r.caller;
+  for (int32_t i = 0; i < out.numRow; ++i) {
+    if (out.rowActivity != nullptr) out.rowActivity[i] = 0.0;
+    if (out.solDual != nullptr) out.solDual[i] = dualOf(r, i);
+  }
+  writeColumns(r);
+}
+
+void writeResults(const Reduction& r) {
+  LpRecord& out = *r.caller;
+  const bool solved = r.outcome == 0;
+  out.status = solved ? r.reduced.status : r.outcome;
+  out.numIter = solved ? r.reduced.numIter : 0;
+  out.primalInfeas = solved ? r.reduced.primalInfeas : 0.0;
+  out.dualInfeas = solved ? r.reduced.dualInfeas : 0.0;
+  out.boundInfeas = solved ? r.reduced.boundInfeas : 0.0;
+  out.dualityGap = solved ? r.reduced.dualityGap : 0.0;
+  out.complementarity = solved ? r.reduced.complementarity : 0.0;
+  out.objValue = 0.0;
+  if (solved)
+    out.objValue = out.objSense * r.reduced.objValue;
+  else if (r.outcome == QZ_PRESOL_OPTIMAL)
+    out.objValue = out.objSense * r.objOffset;
+}
+
+}  // namespace
+
+void restoreRecord(const Reduction& reduction) {
+  writeResults(reduction);
+  if (readable(reduction)) writeArrays(reduction);
+}
+
+void freeReduction(Reduction& r) {
+  QzPool* pool = r.pool;
+  LpRecord& out = r.reduced;
+  qz::poolFree(pool, r.rowSense);
+  qz::poolFree(pool, r.rowLower);
+  qz::poolFree(pool, r.rowUpper);
+  qz::poolFree(pool, r.rowLength);
+  qz::poolFree(pool, r.rowMap);
+  qz::poolFree(pool, r.colMap);
+  qz::poolFree(pool, r.fixedValue);
+  qz::poolFree(pool, out.matValue);
+  qz::poolFree(pool, out.rowIndex);
+  qz::poolFree(pool, out.colBegin);
+  qz::poolFree(pool, out.colLength);
+  qz::poolFree(pool, out.obj);
+  qz::poolFree(pool, out.lower);
+  qz::poolFree(pool, out.upper);
+  qz::poolFree(pool, out.solPrimal);
+  qz::poolFree(pool, out.reducedCost);
+  qz::poolFree(pool, out.rhs);
+  qz::poolFree(pool, out.range);
+  qz::poolFree(pool, out.rowSense);
+  qz::poolFree(pool, out.solDual);
+  qz::poolFree(pool, out.rowActivity);
+}
+
+}  // namespace qzpresol
