@@ -54,6 +54,7 @@ void LA_DenseLDLSolveMany(int32_t numRhs, int32_t n, const double* a, int32_t ld
 // Rows below a factored diagonal block, everything row by row as the blocked factor stores it: `a` holds the n-by-n
 // factored block (entry i, j at i * lda + j, lower part), `b` the rows-by-n block with row i at b + i * ldb.
 // b := b P' L^-T D^-1 with the interchanges interleaved, product := b D, formed from the final b by MultiplyLD.
+// ldProduct >= n; rows * ldProduct entries of `product` are overwritten: they serve as workspace before.
 void SolveLD(int32_t rows, int32_t n, const double* a, int32_t lda, const int32_t* pivots, double* b, int32_t ldb,
              double* product, int32_t ldProduct);
 
