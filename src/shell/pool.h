@@ -37,7 +37,7 @@ template <class T>
 // Gives memory back and clears the pointer; null is no fault.
 template <class T>
 void poolFree(QzPool* pool, T*& memory) {
-  if (memory != nullptr) pool->free(pool, const_cast<std::remove_const_t<T>*>(memory));
+  if (memory != nullptr) pool->free(pool, const_cast<std::remove_cv_t<T>*>(memory));
   memory = nullptr;
 }
 

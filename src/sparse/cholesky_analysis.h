@@ -9,9 +9,9 @@
 
 namespace qz {
 
-// Analyses the pattern of an n-by-n symmetric matrix (both triangles stored, diagonal entries optional, no entry twice).
-// Both handles must be null on entry; whatever the status, what was built hangs from them and LA_CleanUpCholesky frees
-// it. On success:
+// Analyses the pattern of an n-by-n symmetric matrix (both triangles stored, diagonal entries optional, no entry
+// twice). Both handles must be null on entry; whatever the status, what was built hangs from them and
+// LA_CleanUpCholesky frees it. On success:
 //   symbolic: perm, invPerm, supernodes with their row lists (lIndex) and storage (lValues); pivotKind is null;
 //     threadScratch; serial: maxBlockEntries doubles, the largest product |R|*q of a run of q rows of a supernode that
 //     fall into one ancestor, R being the rows from the run's first on;

@@ -9,9 +9,9 @@
 
 namespace qz {
 
-// Analyses the n-by-n symmetric matrix (both triangles stored, diagonal entries optional, no entry twice). The values are
-// read by the static pivoting permutations only. Both handles must be null on entry; whatever the status, what was built
-// hangs from them and LA_CleanUpLDL frees it. On success:
+// Analyses the n-by-n symmetric matrix (both triangles stored, diagonal entries optional, no entry twice). The values
+// are read by the static pivoting permutations only. Both handles must be null on entry; whatever the status, what was
+// built hangs from them and LA_CleanUpLDL frees it. On success:
 //   symbolic: perm, invPerm, supernodes with their row lists (lIndex) and storage (lValues), pivotKind (-2 single, -1
 //     column of a pair), threadScratch; serial: maxBlockEntries + maxPanelEntries doubles, maxBlockEntries being the
 //     square of the largest h - w rounded up to a multiple of 32 and maxPanelEntries the largest w*h (w*96 when h = w);

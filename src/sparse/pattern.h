@@ -1,7 +1,7 @@
 // Symmetric sparsity patterns: what the analyses do to the input matrix before and after the ordering.
 //
-// A matrix comes in compressed columns with both triangles present; diagonal entries may or may not be stored, rows of a
-// column stand in any order, no entry twice. `perm` takes a position to the input row, `invPerm` an input row to its
+// A matrix comes in compressed columns with both triangles present; diagonal entries may or may not be stored, rows of
+// a column stand in any order, no entry twice. `perm` takes a position to the input row, `invPerm` an input row to its
 // position. No function here allocates.
 #pragma once
 
@@ -29,15 +29,15 @@ struct TrianglePattern {
 // Copy of the pattern without diagonal entries. adjBegin has n + 1 entries, adjList one for every off-diagonal entry.
 void RemoveDiagonals(int32_t n, const int32_t* colBegin, const int32_t* rowIndex, int32_t* adjBegin, int32_t* adjList);
 
-// Keeps the vertices whose position in invPerm is below `keep`, renumbered to their positions, and the edges among them;
-// in place. The kept positions must ascend with the vertex number. LA_INCONSISTENT when they do not or when their
+// Keeps the vertices whose position in invPerm is below `keep`, renumbered to their positions, and the edges among
+// them; in place. The kept positions must ascend with the vertex number. LA_INCONSISTENT when they do not or when their
 // number is not `keep`; the pattern is undefined then.
 [[nodiscard]] int32_t PruneMatrixWithPerm(int32_t n, int32_t keep, int32_t* adjBegin, int32_t* adjList,
                                           const int32_t* invPerm);
 
-// The permuted pattern, column j of the result being column perm[j]. Mode 0: rows i < j into `lower`. Mode 1: rows i < j
-// into `lower` and i > j into `upper`, which must be equally many. Diagonal entries are passed over. LA_INCONSISTENT for
-// unequal totals, for a triangle beyond its capacity, or any other mode. `upper` may be null in mode 0.
+// The permuted pattern, column j of the result being column perm[j]. Mode 0: rows i < j into `lower`. Mode 1: rows i <
+// j into `lower` and i > j into `upper`, which must be equally many. Diagonal entries are passed over. LA_INCONSISTENT
+// for unequal totals, for a triangle beyond its capacity, or any other mode. `upper` may be null in mode 0.
 [[nodiscard]] int32_t PermuteSymMatrixPattern(int32_t n, const int32_t* colBegin, const int32_t* rowIndex, int32_t mode,
                                               TrianglePattern* lower, TrianglePattern* upper, const int32_t* perm,
                                               const int32_t* invPerm);
