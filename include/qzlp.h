@@ -10,8 +10,7 @@
  *
  * Functions that can fail return one of the codes QZLP_OK, QZLP_ERROR_...; qzlp_error tells in words what was wrong. A
  * call that fails changes nothing. One handle serves one call at a time; different handles may be used from different
- * threads at once. Callbacks must not throw and must not call the API with the handle that called them, but for the
- * read-only calls qzlp_numRow and qzlp_numCol.
+ * threads at once. Callbacks must not throw; calls that change the handle are errors inside of them.
  *
  * Compiles as C11 and as C++20. */
 #ifndef QZLP_H
@@ -104,8 +103,10 @@ QZLP_API const char* qzlp_error(const qzlp* lp);
  *
  * The matrix stands by columns: the elements of column j are rowIndex[k], matValue[k] for k from colBegin[j]. Columns
  * may lie in any order and with gaps between them, and the rows of a column in any order, each at most once. Elements
- * smaller than 1e-20 in magnitude are dropped. A magnitude of 1e20 or more, infinity included, in a bound is no bound.
- * Lower bounds above upper bounds are an infeasible model and no error. The library copies all arrays. */
+ * smaller than 1e-20 in magnitude are dropped. A magnitude of 1e20 or more, infinity included, in a bound is no bound,
+ * in the right-hand side of an L or G row leaves the row free, and in a range makes it an L row. An infinity on the
+ * wrong side, which nothing could meet, is an error. Lower bounds above upper bounds are an infeasible model and no
+ * error. The library copies all arrays. */
 typedef struct qzlp_model {
   int32_t numRow;           /* rows, at least 0 */
   int32_t numCol;           /* columns, at least 0 */
@@ -214,7 +215,8 @@ QZLP_API const double* qzlp_rowActivity(const qzlp* lp); /* numRow entries */
 /* ---- The host, common to all handles of the program ---- */
 
 /* Folders, separated by ':', in which modules that are not built in are looked for as <name>.so. At the start it is
- * the folder of the library or, linked statically, of the program. Takes effect for modules not loaded yet. */
+ * the folder of the library or, linked statically, of the program, and ../lib and ../lib/qzipsolve beside it. Takes
+ * effect for modules not loaded yet. */
 QZLP_API int qzlp_setModulePath(const char* path);
 
 /* Sets an option of the host: "host.cpucount" (processors, the default of the option "threads") or

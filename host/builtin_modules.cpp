@@ -1,0 +1,43 @@
+#include "host/builtin_modules.h"
+
+#include "host/loader.h"
+#include "qzipsolve/builtin.h"
+#include "qzipsolve/instance.h"
+
+extern "C" {
+#if defined(QZ_BUILTIN_QZTIMER)
+extern const QzBuiltinModule qztimer_builtin;
+#endif
+#if defined(QZ_BUILTIN_QZPRESOL)
+extern const QzBuiltinModule qzpresol_builtin;
+#endif
+#if defined(QZ_BUILTIN_QZSIMPX)
+extern const QzBuiltinModule qzsimpx_builtin;
+#endif
+#if defined(QZ_BUILTIN_QZFILE)
+extern const QzBuiltinModule qzfile_builtin;
+#endif
+}
+
+namespace qzhost {
+
+void registerBuiltinModules() {
+#if defined(QZ_BUILTIN_QZIPSOLVE)
+  static const QzBuiltinModule solver = {L"qzipsolve", qzextent, qzipsolve};
+  registerBuiltin(&solver);
+#endif
+#if defined(QZ_BUILTIN_QZTIMER)
+  registerBuiltin(&qztimer_builtin);
+#endif
+#if defined(QZ_BUILTIN_QZPRESOL)
+  registerBuiltin(&qzpresol_builtin);
+#endif
+#if defined(QZ_BUILTIN_QZSIMPX)
+  registerBuiltin(&qzsimpx_builtin);
+#endif
+#if defined(QZ_BUILTIN_QZFILE)
+  registerBuiltin(&qzfile_builtin);
+#endif
+}
+
+}  // namespace qzhost
