@@ -64,7 +64,7 @@ void my_dgemm_kernel_minus(double* c, int32_t ldc, const double* packA, const do
 //   uplo other than "L":  beta 0 -> UT_0p1, else UT_1m1 (trans is not looked at: A is k by n);
 //   "L" with "N":         beta 0 -> LN_0p1, else LN_1m1 (A is n by k);
 //   "L" with another:     LT_1p1, whatever beta is: it accumulates (A is k by n).
-// pack: two pack buffers one behind the other, 2 * PACK_DIM * min(k, PACK_DIM) entries.
+// pack: one pack buffer.
 void my_dsyrk(const char* uplo, const char* trans, const int32_t* n, const int32_t* k, const double* alpha,
               const double* a, const int32_t* lda, const double* beta, double* c, const int32_t* ldc, double* pack);
 #define QZ_DSYRK_VARIANT(name)                                                                                      \

@@ -1,0 +1,268 @@
+// Triangular solves and triangular products with many right-hand sides: my_dtrsm, my_dtrmm and their variants.
+//
+// All variants come down to four walks. Let T = op(A), lower or upper as it is applied, transposition included. A solve
+// finishes a block of rows (T on the left) or columns (on the right) and subtracts it from those that still wait; a
+// product takes the blocks in the order in which each one is read before it is overwritten.
+#include <algorithm>
+
+#include "dense/kernels.h"
+#include "dense/packed_product.h"
+
+namespace qz {
+
+namespace {
+
+constexpr int32_t STEP = 16;  // order of the triangles that plain loops treat; the rest are tile products
+
+enum class Shape { LOWER, UPPER };
+
+bool isLetter(const char* option, char letter) {
+  return *option == letter;
+}
+
+double entry(const Operand& t, int64_t i, int64_t p) {
+  return t.at[i * t.rowStride + p * t.columnStride];
+}
+
+// Start of the block of `step` that comes at place `index` of `count` blocks, walking forwards or backwards.
+int32_t blockStart(int32_t index, int32_t count, int32_t step, bool forwards) {
+  return (forwards ? index : count - 1 - index) * step;
+}
+
+int32_t blocksOf(int32_t n, int32_t step) {
+  return n > 0 ? (n - 1) / step + 1 : 0;
+}
+
+// ---- Solves from the left: packed diagonal blocks ----
+
+// x := T^-1 x for one column and a triangle of order k at most STEP, T column-contiguous.
+void solveLowerColumn(const double* __restrict t, int32_t k, double* __restrict x) {
+  for (int32_t p = 0; p < k; ++p) {
+    const double* column = t + p * PACK_DIM;
+    const double value = x[p] / column[p];
+    x[p] = value;
+    for (int32_t i = p + 1; i < k; ++i) x[i] -= value * column[i];
+  }
+}
+
+void solveUpperColumn(const double* __restrict t, int32_t k, double* __restrict x) {
+  for (int32_t p = k - 1; p >= 0; --p) {
+    const double* column = t + p * PACK_DIM;
+    const double value = x[p] / column[p];
+    x[p] = value;
+    for (int32_t i = 0; i < p; ++i) x[i] -= value * column[i];
+  }
+}
+
+// B := T^-1 B, T m by m. Panels of PACK_DIM from the side where the substitution starts.
+void solveLeft(Shape shape, int32_t m, int32_t n, const Operand& t, double* b, int32_t ldb, double* packA,
+               double* packB) {
+  if (n <= 0) return;
+  const bool forwards = shape == Shape::LOWER;
+  const int32_t count = blocksOf(m, PACK_DIM);
+  for (int32_t index = 0; index < count; ++index) {
+    const int32_t p0 = blockStart(index, count, PACK_DIM, forwards);
+    const int32_t kc = std::min(PACK_DIM, m - p0);
+    packBlock(shifted(t, p0, p0), kc, kc, packA);
+    const int32_t from = forwards ? p0 + kc : 0;
+    const int32_t rest = forwards ? m - from : p0;
+    if (forwards) {
+      my_dtrsm_kernel_lower_left(b + p0, ldb, packA, kc, n);
+    } else {
+      my_dtrsm_kernel_upper_left(b + p0, ldb, packA, kc, n);
+    }
+    packedProduct(Region::FULL, Update::MINUS, rest, n, kc, shifted(t, from, p0), asStored(b + p0, ldb), b + from, ldb,
+                  packA, packB);
+  }
+}
+
+}  // namespace
+
+void my_dtrsm_kernel_lower_left(double* b, int32_t ldb, const double* pack, int32_t kc, int32_t n) {
+  if (n <= 0) return;
+  const int64_t stride = ldb;
+  for (int32_t p0 = 0; p0 < kc; p0 += STEP) {
+    const int32_t k = std::min(STEP, kc - p0);
+    const double* triangle = pack + static_cast<int64_t>(p0) * (PACK_DIM + 1);
+    for (int32_t j = 0; j < n; ++j) solveLowerColumn(triangle, k, b + p0 + j * stride);
+    tileProduct(Region::FULL, Update::MINUS, kc - p0 - k, n, k, asStored(triangle + k, PACK_DIM), asStored(b + p0, ldb),
+                b + p0 + k, stride);
+  }
+}
+
+void my_dtrsm_kernel_upper_left(double* b, int32_t ldb, const double* pack, int32_t kc, int32_t n) {
+  if (n <= 0) return;
+  const int64_t stride = ldb;
+  const int32_t count = blocksOf(kc, STEP);
+  for (int32_t index = 0; index < count; ++index) {
+    const int32_t p0 = blockStart(index, count, STEP, false);
+    const int32_t k = std::min(STEP, kc - p0);
+    const double* columns = pack + static_cast<int64_t>(p0) * PACK_DIM;
+    for (int32_t j = 0; j < n; ++j) solveUpperColumn(columns + p0, k, b + p0 + j * stride);
+    tileProduct(Region::FULL, Update::MINUS, p0, n, k, asStored(columns, PACK_DIM), asStored(b + p0, ldb), b, stride);
+  }
+}
+
+#define QZ_TRSM_LEFT(name, shape, opA)                                                                              \
+  void name(const int32_t* m, const int32_t* n, const double* a, const int32_t* lda, double* b, const int32_t* ldb, \
+            double* packA, double* packB) {                                                                         \
+    solveLeft(shape, *m, *n, opA(a, *lda), b, *ldb, packA, packB);                                                  \
+  }
+
+QZ_TRSM_LEFT(my_dtrsm_LLNN, Shape::LOWER, asStored)
+QZ_TRSM_LEFT(my_dtrsm_LLTN, Shape::UPPER, transposed)
+QZ_TRSM_LEFT(my_dtrsm_LUNN, Shape::UPPER, asStored)
+QZ_TRSM_LEFT(my_dtrsm_LUTN, Shape::LOWER, transposed)
+
+#undef QZ_TRSM_LEFT
+
+// B := B L^-T: column j of the result is (b_j - sum over p < j of L(j, p) x_p) / L(j, j).
+void my_dtrsm_RLTN(const int32_t* m, const int32_t* n, const double* a, const int32_t* lda, double* b,
+                   const int32_t* ldb, double* packA, double* packB) {
+  const int64_t strideA = *lda;
+  const int64_t strideB = *ldb;
+  for (int32_t j0 = 0; j0 < *n; j0 += STEP) {
+    const int32_t end = std::min(*n, j0 + STEP);
+    if (j0 > 0) {
+      packedProduct(Region::FULL, Update::MINUS, *m, end - j0, j0, asStored(b, *ldb), transposed(a + j0, *lda),
+                    b + j0 * strideB, strideB, packA, packB);
+    }
+    for (int32_t j = j0; j < end; ++j) {
+      double* __restrict column = b + j * strideB;
+      for (int32_t p = j0; p < j; ++p) {
+        const double factor = a[j + p * strideA];
+        const double* __restrict solved = b + p * strideB;
+        for (int32_t i = 0; i < *m; ++i) column[i] -= factor * solved[i];
+      }
+      const double pivot = a[j + j * strideA];
+      for (int32_t i = 0; i < *m; ++i) column[i] /= pivot;
+    }
+  }
+}
+
+void my_dtrsm(const char* side, const char* uplo, const char* transA, const char* /*diag*/, const int32_t* m,
+              const int32_t* n, const double* /*alpha*/, const double* a, const int32_t* lda, double* b,
+              const int32_t* ldb, double* packA, double* packB) {
+  const bool plain = isLetter(transA, 'N');
+  if (!isLetter(side, 'L')) {
+    if (isLetter(transA, 'T')) my_dtrsm_RLTN(m, n, a, lda, b, ldb, packA, packB);
+    return;
+  }
+  auto* variant = plain ? &my_dtrsm_LUNN : &my_dtrsm_LUTN;
+  if (isLetter(uplo, 'L')) variant = plain ? &my_dtrsm_LLNN : &my_dtrsm_LLTN;
+  variant(m, n, a, lda, b, ldb, packA, packB);
+}
+
+// ---- Triangular products ----
+
+namespace {
+
+// x := sign T x for one column and a triangle of order k.
+void multiplyColumn(Shape shape, const Operand& t, int32_t k, double sign, double* x) {
+  for (int32_t index = 0; index < k; ++index) {
+    const int32_t i = shape == Shape::UPPER ? index : k - 1 - index;
+    const int32_t from = shape == Shape::UPPER ? i : 0;
+    const int32_t to = shape == Shape::UPPER ? k : i + 1;
+    double sum = 0.0;
+    for (int32_t p = from; p < to; ++p) sum += entry(t, i, p) * x[p];
+    x[i] = sign * sum;
+  }
+}
+
+// B := B + alpha T B or the like from the left: an upper T is walked downwards, since row i reads rows p >= i.
+void multiplyLeft(Shape shape, Update update, int32_t m, int32_t n, const Operand& t, double* b, int32_t ldb,
+                  double* packA, double* packB) {
+  const bool forwards = shape == Shape::UPPER;
+  const double sign = update == Update::MINUS ? -1.0 : 1.0;
+  const int64_t stride = ldb;
+  const int32_t count = blocksOf(m, STEP);
+  for (int32_t index = 0; index < count; ++index) {
+    const int32_t p0 = blockStart(index, count, STEP, forwards);
+    const int32_t k = std::min(STEP, m - p0);
+    for (int32_t j = 0; j < n; ++j) multiplyColumn(shape, shifted(t, p0, p0), k, sign, b + p0 + j * stride);
+    const int32_t from = forwards ? p0 + k : 0;
+    const int32_t rest = forwards ? m - from : p0;
+    if (rest == 0) continue;
+    packedProduct(Region::FULL, update, k, n, rest, shifted(t, p0, from), asStored(b + from, ldb), b + p0, stride,
+                  packA, packB);
+  }
+}
+
+// Columns j0 to j0 + k of B times the diagonal block of T there, in plain loops.
+void multiplyColumnsRight(Shape shape, bool unit, int32_t m, const Operand& t, int32_t k, double* b, int64_t ldb) {
+  for (int32_t index = 0; index < k; ++index) {
+    const int32_t j = shape == Shape::LOWER ? index : k - 1 - index;
+    double* __restrict column = b + j * ldb;
+    if (!unit) {
+      const double diagonal = entry(t, j, j);
+      for (int32_t i = 0; i < m; ++i) column[i] *= diagonal;
+    }
+    const int32_t from = shape == Shape::LOWER ? j + 1 : 0;
+    const int32_t to = shape == Shape::LOWER ? k : j;
+    for (int32_t p = from; p < to; ++p) {
+      const double factor = entry(t, p, j);
+      const double* __restrict other = b + p * ldb;
+      for (int32_t i = 0; i < m; ++i) column[i] += factor * other[i];
+    }
+  }
+}
+
+// B := B T. A lower T is walked from the left, since column j reads columns p >= j.
+void multiplyRight(Shape shape, bool unit, int32_t m, int32_t n, const Operand& t, double* b, int32_t ldb,
+                   double* packA, double* packB) {
+  const bool forwards = shape == Shape::LOWER;
+  const int64_t stride = ldb;
+  const int32_t count = blocksOf(n, STEP);
+  for (int32_t index = 0; index < count; ++index) {
+    const int32_t j0 = blockStart(index, count, STEP, forwards);
+    const int32_t k = std::min(STEP, n - j0);
+    multiplyColumnsRight(shape, unit, m, shifted(t, j0, j0), k, b + j0 * stride, stride);
+    const int32_t from = forwards ? j0 + k : 0;
+    const int32_t rest = forwards ? n - from : j0;
+    if (rest == 0) continue;
+    packedProduct(Region::FULL, Update::PLUS, m, k, rest, asStored(b + from * stride, ldb), shifted(t, from, j0),
+                  b + j0 * stride, stride, packA, packB);
+  }
+}
+
+}  // namespace
+
+#define QZ_TRMM_LEFT(name, shape, update, opA)                                                                      \
+  void name(const int32_t* m, const int32_t* n, const double* a, const int32_t* lda, double* b, const int32_t* ldb, \
+            double* packA, double* packB) {                                                                         \
+    multiplyLeft(shape, update, *m, *n, opA(a, *lda), b, *ldb, packA, packB);                                       \
+  }
+#define QZ_TRMM_RIGHT(name, shape, unit, opA)                                                                       \
+  void name(const int32_t* m, const int32_t* n, const double* a, const int32_t* lda, double* b, const int32_t* ldb, \
+            double* packA, double* packB) {                                                                         \
+    multiplyRight(shape, unit, *m, *n, opA(a, *lda), b, *ldb, packA, packB);                                        \
+  }
+
+QZ_TRMM_LEFT(my_dtrmm_LUNN_m1, Shape::UPPER, Update::MINUS, asStored)
+QZ_TRMM_LEFT(my_dtrmm_LLTN, Shape::UPPER, Update::PLUS, transposed)
+QZ_TRMM_LEFT(my_dtrmm_LLNN, Shape::LOWER, Update::PLUS, asStored)
+QZ_TRMM_RIGHT(my_dtrmm_RLNU, Shape::LOWER, true, asStored)
+QZ_TRMM_RIGHT(my_dtrmm_RLTU, Shape::UPPER, true, transposed)
+QZ_TRMM_RIGHT(my_dtrmm_RUNN, Shape::UPPER, false, asStored)
+QZ_TRMM_RIGHT(my_dtrmm_RUTN, Shape::LOWER, false, transposed)
+
+#undef QZ_TRMM_LEFT
+#undef QZ_TRMM_RIGHT
+
+void my_dtrmm(const char* side, const char* uplo, const char* transA, const char* /*diag*/, const int32_t* m,
+              const int32_t* n, const double* /*alpha*/, const double* a, const int32_t* lda, double* b,
+              const int32_t* ldb, double* packA, double* packB) {
+  const bool plain = isLetter(transA, 'N');
+  const bool lower = isLetter(uplo, 'L');
+  auto* variant = plain ? &my_dtrmm_LLNN : &my_dtrmm_LLTN;
+  if (isLetter(side, 'R')) {
+    variant = plain ? &my_dtrmm_RUNN : &my_dtrmm_RUTN;
+    if (lower) variant = plain ? &my_dtrmm_RLNU : &my_dtrmm_RLTU;
+  } else if (!lower) {
+    if (!plain) return;
+    variant = &my_dtrmm_LUNN_m1;
+  }
+  variant(m, n, a, lda, b, ldb, packA, packB);
+}
+
+}  // namespace qz

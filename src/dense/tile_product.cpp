@@ -1,0 +1,55 @@
+#include "dense/tile_product.h"
+
+#include <cstring>
+
+namespace qz {
+
+namespace {
+
+struct Lanes {
+  typedef double Vec __attribute__((vector_size(16)));
+  static constexpr int32_t WIDTH = 2;
+  static constexpr int32_t ROWS = 2;
+  static constexpr int32_t COLUMNS = 4;
+  static Vec zero() { return Vec{0.0, 0.0}; }
+  static Vec spread(double x) { return Vec{x, x}; }
+  static Vec load(const double* x) {
+    Vec v;
+    std::memcpy(&v, x, sizeof v);
+    return v;
+  }
+  static void store(double* x, Vec v) { std::memcpy(x, &v, sizeof v); }
+  static Vec multiplyAdd(Vec sum, Vec x, Vec y) { return sum + x * y; }
+  static Vec loadLanes(const double* x, int32_t from, int32_t to) {
+    return Vec{from <= 0 && to > 0 ? x[0] : 0.0, from <= 1 && to > 1 ? x[1] : 0.0};
+  }
+  static void storeLanes(double* x, Vec v, int32_t from, int32_t to) {
+    for (int32_t lane = from; lane < to; ++lane) x[lane] = v[lane];
+  }
+};
+
+#include "dense/tile_loops.h"
+
+}  // namespace
+
+void tileProductPlain(Region region, Update update, int32_t m, int32_t n, int32_t k, const Operand& a, const Operand& b,
+                      double* c, int64_t ldc) {
+  walkTiles(region, update, m, n, k, a, b, c, ldc);
+}
+
+void tileProduct(Region region, Update update, int32_t m, int32_t n, int32_t k, const Operand& a, const Operand& b,
+                 double* c, int64_t ldc) {
+#if defined(__x86_64__)
+  if (__builtin_cpu_supports("x86-64-v4")) {
+    tileProductAvx512(region, update, m, n, k, a, b, c, ldc);
+    return;
+  }
+  if (__builtin_cpu_supports("x86-64-v3")) {
+    tileProductAvx2(region, update, m, n, k, a, b, c, ldc);
+    return;
+  }
+#endif
+  tileProductPlain(region, update, m, n, k, a, b, c, ldc);
+}
+
+}  // namespace qz

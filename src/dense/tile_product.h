@@ -1,0 +1,45 @@
+// The inner product loop of all level 3 kernels: a block of C plus, minus or set to the product of two blocks, held in
+// register tiles. There is one compiled form per processor family, chosen at run time; all forms of a family give the
+// same bits for the same sizes, whatever the alignment. Forms with fused multiply-add round less often than the plain
+// one.
+#pragma once
+
+#include <cstdint>
+
+namespace qz {
+
+// A block of op(X): entry (i, p) at at[i * rowStride + p * columnStride].
+struct Operand {
+  const double* at;
+  int64_t rowStride;
+  int64_t columnStride;
+};
+
+inline Operand asStored(const double* x, int32_t ld) {
+  return {x, 1, ld};
+}
+inline Operand transposed(const double* x, int32_t ld) {
+  return {x, ld, 1};
+}
+inline Operand shifted(const Operand& x, int64_t row, int64_t column) {
+  return {x.at + row * x.rowStride + column * x.columnStride, x.rowStride, x.columnStride};
+}
+
+enum class Region : int32_t { FULL, LOWER, UPPER };  // which entries of C are touched: all, i >= j, i <= j
+enum class Update : int32_t { SET, PLUS, MINUS };    // C := P, C + P, C - P
+
+// C (m by n) updated by P = A B with A m by k, a.rowStride 1, and B k by n in any strides. k >= 1; m, n >= 0. C may
+// share a matrix with A or B, but no entry.
+void tileProduct(Region region, Update update, int32_t m, int32_t n, int32_t k, const Operand& a, const Operand& b,
+                 double* c, int64_t ldc);
+
+// The compiled forms, for tests; a form must only be called on a processor that has its instructions.
+using TileProduct = void(Region region, Update update, int32_t m, int32_t n, int32_t k, const Operand& a,
+                         const Operand& b, double* c, int64_t ldc);
+TileProduct tileProductPlain;
+#if defined(__x86_64__)
+TileProduct tileProductAvx2;    // needs x86-64-v3
+TileProduct tileProductAvx512;  // needs x86-64-v4
+#endif
+
+}  // namespace qz
