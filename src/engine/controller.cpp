@@ -11,6 +11,7 @@
 #include "engine/start_point.h"
 #include "shell/log.h"
 #include "shell/pool.h"
+#include "shell/reporting.h"
 #include "submodel/submodel.h"
 
 namespace qz {
