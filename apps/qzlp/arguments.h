@@ -1,0 +1,33 @@
+// The command line of qzlp.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace qzlpApp {
+
+struct Arguments {
+  std::string file;
+  std::string solutionFile;  // empty for none
+  bool json = false;
+  int printLevel = 2;
+  std::vector<std::pair<std::string, double>> options;  // names of the C API with values, in the order to set them
+};
+
+// What the program exits with.
+enum ExitCode {
+  exitOptimal = 0,      // statuses 1 and 15
+  exitBadInput = 2,     // bad usage, or a file that can't be read or written
+  exitInfeasible = 10,  // statuses 3, 4, 14 and 256
+  exitStopped = 20,     // statuses 7, 8 and 12
+  exitFailed = 30       // all others
+};
+ExitCode exitCodeOf(int status);
+
+// Parses the command line. Without a value everything is said already (help, version, or what is wrong with the
+// usage, in one line on standard error), and `exitCode` is what the program exits with.
+std::optional<Arguments> parseArguments(int argc, const char* const* argv, int& exitCode);
+
+}  // namespace qzlpApp

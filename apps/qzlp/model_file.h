@@ -1,0 +1,37 @@
+// Reads a model file through CoinUtils into the arrays that the solver takes.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "file_text.h"
+#include "qzlp.h"
+
+namespace qzlpApp {
+
+// A linear program in memory, with names. The matrix stands by columns, without zeros.
+struct ModelFile {
+  std::string name;
+  int32_t objSense = 1;
+  double objConstant = 0.0;
+  std::vector<int32_t> colBegin;  // numCol + 1
+  std::vector<int32_t> rowIndex;
+  std::vector<double> matValue;
+  std::vector<double> obj, lower, upper;  // numCol
+  std::vector<char> rowSense;             // numRow, of E L G R N
+  std::vector<double> rhs, range;         // numRow
+  std::vector<std::string> colNames, rowNames;
+  std::vector<std::string> notes;  // what was read in another way than it stands, in words
+
+  int32_t numRow() const { return static_cast<int32_t>(rowSense.size()); }
+  int32_t numCol() const { return static_cast<int32_t>(obj.size()); }
+  int32_t numCoef() const { return static_cast<int32_t>(rowIndex.size()); }
+  qzlp_model view() const;  // pointers into this record
+};
+
+// Fixed and free MPS and LP files, plain, gzip or bzip2. LP where the name ends in .lp (before .gz or .bz2), MPS where
+// it ends in .mps, else by the first word. Integer and semi-continuous columns are relaxed, with a note. Throws
+// ModelFileError, whose words follow "FILE: ".
+ModelFile readModelFile(const std::string& path);
+
+}  // namespace qzlpApp

@@ -1,0 +1,30 @@
+// What the program says about a solve: the summary, the JSON object, the solution file.
+#pragma once
+
+#include <cstdio>
+#include <string>
+
+#include "model_file.h"
+#include "qzlp.h"
+
+namespace qzlpApp {
+
+// The answer of a solve as it is reported.
+struct Outcome {
+  int status = 0;  // never 0: a solve that came back without a status is a failed one
+  std::string file;
+  double readTime = 0.0;  // seconds
+};
+
+// True when the status leaves a point behind that is worth showing.
+bool hasPoint(int status);
+
+void printModel(const std::string& file, const ModelFile& model);
+void printSummary(const Outcome& outcome, const qzlp* lp);
+void printJson(const Outcome& outcome, const ModelFile& model, const qzlp* lp);
+
+// "column NAME VALUE REDUCED_COST" and "row NAME ACTIVITY DUAL", a line each, 17 significant digits. False when the
+// file could not be written to its end.
+bool writeSolution(std::FILE* file, const ModelFile& model, const qzlp* lp);
+
+}  // namespace qzlpApp
