@@ -2,9 +2,11 @@
 
 #include "host/loader.h"
 #include "qzipsolve/builtin.h"
-#include "qzipsolve/instance.h"
 
 extern "C" {
+#if defined(QZ_BUILTIN_QZIPSOLVE)
+extern const QzBuiltinModule qzipsolve_builtin;
+#endif
 #if defined(QZ_BUILTIN_QZTIMER)
 extern const QzBuiltinModule qztimer_builtin;
 #endif
@@ -23,8 +25,7 @@ namespace qzhost {
 
 void registerBuiltinModules() {
 #if defined(QZ_BUILTIN_QZIPSOLVE)
-  static const QzBuiltinModule solver = {L"qzipsolve", qzextent, qzipsolve};
-  registerBuiltin(&solver);
+  registerBuiltin(&qzipsolve_builtin);
 #endif
 #if defined(QZ_BUILTIN_QZTIMER)
   registerBuiltin(&qztimer_builtin);
