@@ -83,9 +83,10 @@ void joinElement(QuotientGraph& graph, Pivot& pivot, int32_t v) {
   if (isInBuckets<GROUPED>(graph, v)) removeFromBucket<MEASURE>(graph, v);
 }
 
-// Appends to the element the variables of a list that are not yet in it. LA_INCONSISTENT when there is no room.
+// Appends to the element the variables of a list that are not yet in it. Each one appended has been read from a list
+// that shrinks by it, so that a compaction always makes room.
 template <Measure MEASURE, bool GROUPED>
-int32_t appendList(QuotientGraph& graph, Pivot& pivot, int32_t owner) {
+void appendList(QuotientGraph& graph, Pivot& pivot, int32_t owner) {
   int32_t from = graph.listStart[owner];
   int32_t end = from + graph.listLen[owner];
   while (from < end) {
@@ -95,19 +96,17 @@ int32_t appendList(QuotientGraph& graph, Pivot& pivot, int32_t owner) {
       graph.listLen[owner] = end - from;
       graph.listStart[owner] = from < end ? from : NO_NODE;
       pivot.begin = compactLists(graph, pivot.begin);
-      if (graph.freePos >= graph.iwCapacity) return LA_INCONSISTENT;
       from = graph.listStart[owner];
       end = from + graph.listLen[owner];
     }
     graph.iw[graph.freePos++] = v;
     joinElement<MEASURE, GROUPED>(graph, pivot, v);
   }
-  return LA_OK;
 }
 
 // The union of the pivot's variables and of those of its elements, which it absorbs.
 template <Measure MEASURE, bool GROUPED>
-int32_t buildElement(QuotientGraph& graph, Pivot& pivot) {
+void buildElement(QuotientGraph& graph, Pivot& pivot) {
   const int32_t node = pivot.node;
   const int32_t numElements = graph.elementCount[node];
   graph.nodeCount[node] = -pivot.count;
@@ -123,21 +122,19 @@ int32_t buildElement(QuotientGraph& graph, Pivot& pivot) {
       graph.iw[pivot.end++] = v;
       joinElement<MEASURE, GROUPED>(graph, pivot, v);
     }
-    return LA_OK;
+    return;
   }
   pivot.begin = graph.freePos;
   for (int32_t k = 0; k < numElements; ++k) {
     // The pivot's list shrinks as it is read, so that a compaction finds it as it is.
     const int32_t element = graph.iw[graph.listStart[node]];
     graph.listStart[node] = --graph.listLen[node] > 0 ? graph.listStart[node] + 1 : NO_NODE;
-    const int32_t status = appendList<MEASURE, GROUPED>(graph, pivot, element);
-    if (status != LA_OK) return status;
+    appendList<MEASURE, GROUPED>(graph, pivot, element);
     graph.listStart[element] = coded(node);
     graph.stamp[element] = 0;
   }
-  const int32_t status = appendList<MEASURE, GROUPED>(graph, pivot, node);
+  appendList<MEASURE, GROUPED>(graph, pivot, node);
   pivot.end = graph.freePos;
-  return status;
 }
 
 // For each other element e of a variable in Lp: stamp[e] = nextStamp + |Le \ Lp|.
@@ -344,8 +341,7 @@ int32_t eliminate(QuotientGraph& graph, const QzThread* thread) {
     pivot.count = graph.nodeCount[pivot.node];
     graph.numEliminated += pivot.count;
     graph.remaining -= pivot.count;
-    const int32_t status = buildElement<MEASURE, GROUPED>(graph, pivot);
-    if (status != LA_OK) return status;
+    buildElement<MEASURE, GROUPED>(graph, pivot);
     advanceStamp(graph, 0);
     measureElements(graph, pivot);
     pruneVariables<GROUPED>(graph, pivot);
@@ -371,6 +367,7 @@ template <Measure MEASURE>
 int32_t orderUngrouped(QuotientGraph& graph, int32_t removeDenseByLog, int32_t isFallback) {
   const int32_t n = graph.n;
   if (n <= 0) return LA_OK;
+  if (graph.freePos > graph.iwCapacity) return LA_INCONSISTENT;
   const QzThread* thread = hostCurrentThread();
   openGraph(graph, MEASURE == Measure::fill ? n + 1 : n);
   if (removeDenseByLog != 0) {
@@ -400,6 +397,8 @@ void sortByGroup(int32_t n, const int32_t* groupId, int32_t* start, int32_t* gro
 // nd_camf behind its argument list: the groups are eliminated one after the other, each from buckets of its own.
 int32_t orderGroups(QuotientGraph& graph, int32_t* groupOrder) {
   const int32_t n = graph.n;
+  if (n <= 0) return LA_OK;
+  if (graph.freePos > graph.iwCapacity) return LA_INCONSISTENT;
   if (graph.groupId != nullptr) {
     sortByGroup(n, graph.groupId, graph.bucketHead, groupOrder);
   } else {
@@ -474,7 +473,6 @@ int32_t nd_camf(int32_t n, int32_t* listStart, int32_t* iw, int32_t* listLen, in
                 const int32_t* groupId, int32_t* nodeCount, int32_t* prevInList, int32_t* nextInList,
                 int32_t* elementCount, int32_t* approxDegree, int32_t* stamp, int32_t* bucketHead, int32_t* fillScore,
                 int32_t* groupOrder, int32_t problemKind) {
-  if (n <= 0) return LA_OK;
   QuotientGraph graph{};
   graph.n = n;
   graph.iwCapacity = iwCapacity;

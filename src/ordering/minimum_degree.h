@@ -7,9 +7,10 @@
 //
 // Arguments common to the three engines (all arrays are the caller's; nothing is allocated):
 //
-//   listStart       n + 1 entries: where the neighbours of v begin in iw, and at n their total number; destroyed
+//   listStart       n + 1 entries: where the neighbours of v begin in iw, and at n their total number (which nd_camf
+//                   does not read); destroyed
 //   iw              iwCapacity entries: the neighbours, no diagonal, no repeats, every edge in both directions;
-//                   destroyed. Entries from freePos on are elbow room: n of them always suffice, less may do
+//                   destroyed. Entries from freePos on are elbow room: none is needed, n of them keep compactions rare
 //   listLen         n entries: number of neighbours; destroyed
 //   nextInList      n entries, out: position of each vertex
 //   prevInList      n entries, out: vertex at each position
@@ -21,7 +22,7 @@
 //   removeDenseByLog  non-zero: dense vertices are peeled off by the rule degree >= 20 ln(vertices left) instead
 //   isFallback      non-zero: problemKind does not change the rule for dense vertices
 //
-// Dense vertices are last, in index order. Return LA_OK; LA_INCONSISTENT when iw has too little elbow room; and nd_amd
+// Dense vertices are last, in index order. Return LA_OK; LA_INCONSISTENT when freePos is beyond iwCapacity; and nd_amd
 // and nd_amf LA_CANCELLED when the calling thread was cancelled. After an error the arrays hold no usable order.
 #pragma once
 

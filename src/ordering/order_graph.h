@@ -24,8 +24,8 @@ enum : int32_t {
 //
 //   env             memory handle of all allocation; the minimum-degree path allocates nothing
 //   adjBegin        n + 1 entries, destroyed
-//   adjList         adjCapacity entries, destroyed; the first adjBegin[n] hold the edges. The rest is elbow room: n
-//                   entries of it always suffice, less may do
+//   adjList         adjCapacity entries, destroyed; the first adjBegin[n] hold the edges. The rest is elbow room:
+//                   none is needed, n entries keep compactions rare
 //   problemKind     0 normal equations, 1 augmented system, 2 to 5 other
 //   vertexWeights   n entries or null: weight of a vertex beyond 3, for nested dissection
 //   isLDL           0 from the Cholesky analysis, 1 from the LDL analysis
