@@ -76,11 +76,7 @@ std::string narrowName(const wchar_t* name, int64_t length) {
 constexpr int32_t kHostMajor = 5;
 constexpr int32_t kHostMinor = 1;
 
-bool acceptable(QzModule* module, const std::string& name) {
-  if (std::memcmp(module->tag, "nevo", sizeof(module->tag)) != 0) {
-    lastError = "module " + name + ": its object does not carry the mark of a module";
-    return false;
-  }
+bool speaksOurVersion(QzModule* module, const std::string& name) {
   int32_t major = 0;
   int32_t minor = 0;
   int32_t fix = 0;
@@ -98,7 +94,11 @@ bool takeModule(QzModule* module, const std::string& name, Loaded& out) {
     lastError = "module " + name + ": its object could not be made";
     return false;
   }
-  if (!acceptable(module, name)) {
+  if (std::memcmp(module->tag, "nevo", sizeof(module->tag)) != 0) {
+    lastError = "module " + name + ": its object does not carry the mark of a module";
+    return false;  // what it is we do not know, so nothing in it is called
+  }
+  if (!speaksOurVersion(module, name)) {
     module->realDestroy(module);
     return false;
   }
