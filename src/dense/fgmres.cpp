@@ -61,7 +61,7 @@ double largestColumnSum(const SparseColumns& a) {
   for (int32_t j = 0; j < a.n; ++j) {
     double sum = 0.0;
     for (int32_t e = a.colBegin[j]; e < a.colBegin[j + 1]; ++e) sum += std::fabs(a.matValue[e]);
-    if (!(sum <= largest)) largest = sum;
+    largest = std::max(largest, sum);
   }
   return largest;
 }
