@@ -1,0 +1,31 @@
+# Compares the dynamic symbols of a module with what it may define and import.
+#   cmake -DNM=... -DMODULE=file.so -DEXPECTED=a,b,c [-DCHECK_IMPORTS=ON] -P exports.cmake
+# EXPECTED is the exact list of defined names. With CHECK_IMPORTS the module must not reach the heap, threads, files or
+# the environment past its host.
+execute_process(COMMAND ${NM} -D --defined-only ${MODULE} OUTPUT_VARIABLE defined COMMAND_ERROR_IS_FATAL ANY)
+string(REPLACE "," ";" expected "${EXPECTED}")
+string(REGEX MATCHALL "[^\n]+" lines "${defined}")
+set(names "")
+foreach(line IN LISTS lines)
+  string(REGEX REPLACE ".* " "" name "${line}")
+  list(APPEND names ${name})
+endforeach()
+list(SORT names)
+list(SORT expected)
+if(NOT "${names}" STREQUAL "${expected}")
+  message(FATAL_ERROR "${MODULE} defines\n  ${names}\nand should define exactly\n  ${expected}")
+endif()
+
+if(CHECK_IMPORTS)
+  execute_process(COMMAND ${NM} -D --undefined-only ${MODULE} OUTPUT_VARIABLE undefined COMMAND_ERROR_IS_FATAL ANY)
+  string(REGEX MATCHALL "[^\n]+" lines "${undefined}")
+  set(forbidden "^(malloc|calloc|realloc|free|aligned_alloc|posix_memalign|memalign|_Zn[wa].*|_Zd[la].*|pthread_.*|")
+  string(APPEND forbidden "fopen.*|open|printf|fprintf|puts|getenv|dlopen|exit|__cxa_throw|system|localeconv)$")
+  foreach(line IN LISTS lines)
+    string(REGEX REPLACE ".* " "" name "${line}")
+    string(REGEX REPLACE "@.*" "" name "${name}")
+    if(name MATCHES "${forbidden}")
+      message(FATAL_ERROR "${MODULE} imports ${name}, past its host")
+    endif()
+  endforeach()
+endif()
