@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "dense/blas.h"
 #include "dense/kernels.h"
@@ -233,7 +234,9 @@ int32_t runCycles(const Run& run, const LAEnv& env, double stagnationFactor, dou
 
 int64_t fgmresAreaEntries(int32_t n, int32_t fgmresRestart) {
   const int64_t k = std::max(0, std::min(fgmresRestart, n));
-  return k * (k + 2 * static_cast<int64_t>(n) + 3);
+  int64_t entries = 0;
+  const bool overflow = __builtin_mul_overflow(k, k + 2 * static_cast<int64_t>(n) + 3, &entries);
+  return overflow ? std::numeric_limits<int64_t>::max() : entries;
 }
 
 int32_t FGMRES(int32_t n, const int32_t* colBegin, const int32_t* rowIndex, const double* matValue, const double* rhs,
