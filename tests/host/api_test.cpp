@@ -6,6 +6,7 @@
 #include <cstring>
 #include <functional>
 #include <limits>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -118,6 +119,12 @@ struct Arrays {
     model.objSense = 1;
     model.objConstant = 0.5;
     bind();
+  }
+  Arrays(const Arrays&) = delete;  // the model points into the arrays
+  Arrays& operator=(const Arrays&) = delete;
+  void renew() {
+    this->~Arrays();
+    new (this) Arrays();
   }
   void bind() {
     model.colBegin = colBegin.data();
@@ -291,10 +298,10 @@ TEST_F(Api, NegativeCounts) {
   Arrays a;
   a.model.numRow = -1;
   refused(a, "numRow is -1");
-  a = Arrays();
+  a.renew();
   a.model.numCol = -2;
   refused(a, "numCol is -2");
-  a = Arrays();
+  a.renew();
   a.model.numCoef = -3;
   refused(a, "numCoef is -3");
 }
@@ -416,7 +423,7 @@ TEST_F(Api, BoundsThatAreNoNumbers) {
   Arrays a;
   a.lower[1] = kNan;
   refused(a, "lower[1] is nan");
-  a = Arrays();
+  a.renew();
   a.upper[0] = kNan;
   refused(a, "upper[0] is nan");
 }
@@ -425,7 +432,7 @@ TEST_F(Api, InfiniteBoundsOnTheWrongSide) {
   Arrays a;
   a.lower[1] = kInf;
   refused(a, "lower[1] is inf");
-  a = Arrays();
+  a.renew();
   a.lower[0] = -kInf;
   a.upper[0] = -kInf;
   refused(a, "upper[0] is -inf");
@@ -443,16 +450,16 @@ TEST_F(Api, RightHandSides) {
   Arrays a;
   a.rhs[1] = kNan;
   refused(a, "rhs[1] is nan");
-  a = Arrays();
+  a.renew();
   a.rhs[0] = -kInf;
   refused(a, "rhs[0] is -inf, infinite on a row of sense L");
-  a = Arrays();
+  a.renew();
   a.rhs[1] = 1e20;
   refused(a, "rhs[1] is 1e+20, infinite on a row of sense G");
-  a = Arrays();
+  a.renew();
   a.rhs[2] = kInf;
   refused(a, "rhs[2] is inf, infinite on a row of sense R");
-  a = Arrays();
+  a.renew();
   a.rowSense[0] = 'e';
   a.rhs[0] = -1e25;
   refused(a, "infinite on a row of sense E");
@@ -464,7 +471,7 @@ TEST_F(Api, Ranges) {
   refused(a, "range[2] is -1, below 0");
   a.range[2] = kNan;
   refused(a, "range[2] is nan");
-  a = Arrays();
+  a.renew();
   a.range[0] = 3;
   refused(a, "range[0] is 3, but row 0 has sense L, not R");
 }
