@@ -1,0 +1,388 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <functional>
+#include <random>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "ordering/order_graph.h"
+#include "sparse/cholesky_analysis.h"
+#include "sparse/factor_cleanup.h"
+#include "sparse/factor_decision.h"
+#include "sparse/ldl_analysis.h"
+#include "sparse/pattern.h"
+#include "sparse/symbolic_oracle.h"
+#include "support/test_host.h"
+
+namespace qz {
+namespace {
+
+using qztest::Bits;
+using qztest::SymmetricMatrix;
+
+class SymbolicAnalysisTest : public ::testing::Test {
+ protected:
+  SymbolicAnalysisTest() {
+    int32_t status = -1;
+    env = LA_CreateLAEnv(host.pool(), 0, &status);
+    EXPECT_EQ(status, LA_OK);
+  }
+  ~SymbolicAnalysisTest() override {
+    cleanUp();
+    LA_FreeLAEnv(&env);
+    EXPECT_EQ(host.outstanding(), 0);
+  }
+  int32_t analyze(const SymmetricMatrix& a, bool ldl) {
+    isLDL = ldl;
+    return ldl ? LA_AnalyzeMatrixLDL(a.n, a.begin.data(), a.index.data(), a.value.data(), env, &symbolic, &numeric)
+               : LA_AnalyzeMatrixCholesky(a.n, a.begin.data(), a.index.data(), env, &symbolic, &numeric);
+  }
+  void cleanUp() {
+    if (isLDL) {
+      LA_CleanUpLDL(env, &symbolic, &numeric);
+    } else {
+      LA_CleanUpCholesky(env, &symbolic, &numeric);
+    }
+    EXPECT_EQ(symbolic, nullptr);
+    EXPECT_EQ(numeric, nullptr);
+  }
+  int32_t width(int32_t s) const { return symbolic->snStart[s + 1] - symbolic->snStart[s]; }
+  int32_t height(int32_t s) const {
+    return static_cast<int32_t>(symbolic->lIndexBegin[s + 1] - symbolic->lIndexBegin[s]);
+  }
+
+  // Everything that a numeric phase relies on, against elimination by brute force in the order found.
+  void expectFactorOf(const SymmetricMatrix& a) {
+    const auto n = static_cast<size_t>(a.n);
+    ASSERT_NE(symbolic, nullptr);
+    ASSERT_NE(numeric, nullptr);
+    EXPECT_EQ(symbolic->numRows, a.n);
+    EXPECT_EQ(numeric->numRows, a.n);
+    EXPECT_EQ(symbolic->factorState, -1);
+    EXPECT_EQ(symbolic->rightLooking, isLDL ? 1 : 0);
+    EXPECT_EQ(symbolic->pivotKind != nullptr, isLDL);
+    std::set<int32_t> rows;
+    for (size_t k = 0; k < n; ++k) {
+      ASSERT_TRUE(symbolic->perm[k] >= 0 && symbolic->perm[k] < a.n);
+      rows.insert(symbolic->perm[k]);
+      EXPECT_EQ(symbolic->invPerm[symbolic->perm[k]], static_cast<int32_t>(k));
+      if (isLDL) {
+        EXPECT_EQ(symbolic->pivotKind[k], -2);
+      }
+    }
+    ASSERT_EQ(rows.size(), n);
+    const Bits l = qztest::eliminate(a, {symbolic->perm, symbolic->perm + n});
+    double nnzL = 0.0, flops = 0.0;
+    for (size_t j = 0; j < n; ++j) {
+      double count = 0.0;
+      for (size_t i = j; i < n; ++i) count += l[i][j];
+      nnzL += count - 1.0;
+      flops += count * (count - 1.0);
+    }
+    EXPECT_EQ(symbolic->nnzL, nnzL);
+    EXPECT_EQ(symbolic->flopsColumn, flops);
+
+    int64_t values = 0, indices = 0, largestRun = 0, largestBelow = 0, largestPanel = 0;
+    for (int32_t s = 0; s < symbolic->numSupernodes; ++s) {
+      ASSERT_EQ(symbolic->lIndexBegin[s], indices);
+      ASSERT_EQ(symbolic->lValueBegin[s], values);
+      std::set<int32_t> structure;
+      for (int32_t j = symbolic->snStart[s]; j < symbolic->snStart[s + 1]; ++j) {
+        EXPECT_EQ(symbolic->colToSn[j], s);
+        for (int32_t i = j; i < a.n; ++i) {
+          if (l[static_cast<size_t>(i)][static_cast<size_t>(j)]) structure.insert(i);
+        }
+      }
+      const int32_t* list = symbolic->lIndex + indices;
+      ASSERT_EQ(std::vector<int32_t>(list, list + height(s)), std::vector<int32_t>(structure.begin(), structure.end()));
+      // The tree parent owns the first row below.
+      const int32_t w = width(s), h = height(s);
+      EXPECT_EQ(symbolic->snParent[s], h > w ? symbolic->colToSn[list[w]] : -1);
+      for (int32_t from = w; from < h;) {
+        int32_t to = from;
+        while (to < h && symbolic->colToSn[list[to]] == symbolic->colToSn[list[from]]) ++to;
+        largestRun = std::max<int64_t>(largestRun, static_cast<int64_t>(h - from) * (to - from));
+        from = to;
+      }
+      largestBelow = std::max<int64_t>(largestBelow, h - w);
+      largestPanel = std::max<int64_t>(largestPanel, static_cast<int64_t>(w) * (h == w ? 96 : h));
+      indices += h;
+      values += static_cast<int64_t>(w) * h;
+    }
+    EXPECT_EQ(symbolic->snStart[symbolic->numSupernodes], a.n);
+    EXPECT_EQ(symbolic->numIndices, indices);
+    EXPECT_EQ(symbolic->lIndexBegin[symbolic->numSupernodes], indices);
+    EXPECT_EQ(symbolic->lValueBegin[symbolic->numSupernodes], values);
+    // What follows is the serial factor's.
+    ASSERT_EQ(symbolic->blocked, 0);
+    EXPECT_EQ(symbolic->blockSize, 0);
+    EXPECT_EQ(symbolic->numThreads, 1);
+    EXPECT_EQ(symbolic->numValues, values);
+    int64_t scratch = largestRun;
+    if (isLDL) {
+      EXPECT_EQ(symbolic->maxBlockEntries, (largestBelow * largestBelow + 31) / 32 * 32);
+      EXPECT_EQ(symbolic->maxPanelEntries, largestPanel);
+      EXPECT_EQ(numeric->panelWidth, 96);
+      scratch = symbolic->maxBlockEntries + largestPanel;
+      std::memset(numeric->packA, 1, 96 * 96 * sizeof(double));
+      std::memset(numeric->packB, 1, 96 * 96 * sizeof(double));
+    } else {
+      EXPECT_EQ(symbolic->maxBlockEntries, largestRun);
+    }
+    EXPECT_EQ(symbolic->threadScratchBytes, 8 * std::max<int64_t>(scratch, 1));
+    // The storage promised is there: a memory checker watches these writes.
+    std::memset(symbolic->threadScratch, 1, static_cast<size_t>(symbolic->threadScratchBytes));
+    if (values > 0) std::memset(symbolic->lValues, 1, static_cast<size_t>(values) * sizeof(double));
+    expectMatrixFits(a);
+  }
+
+  // The permuted lower triangle goes into the room of the numeric record, without touching the maps.
+  void expectMatrixFits(const SymmetricMatrix& a) {
+    EXPECT_EQ(numeric->numEntries, static_cast<int32_t>(a.index.size()) - a.offDiagonals() / 2);
+    const auto n = static_cast<size_t>(a.n);
+    const std::vector<int32_t> perm(symbolic->perm, symbolic->perm + n),
+        starts(symbolic->snStart, symbolic->snStart + 1);
+    ASSERT_EQ(PermuteSymMatrixLower(a.n, a.begin.data(), a.index.data(), a.value.data(), numeric, symbolic->perm,
+                                    symbolic->invPerm),
+              LA_OK);
+    const size_t room = n + static_cast<size_t>(a.offDiagonals() / 2);
+    std::memset(numeric->rowIndex, 0, room * sizeof(int32_t));
+    std::memset(numeric->matValue, 0, room * sizeof(double));
+    std::memset(numeric->work, 1, (5 * n + 8) * sizeof(double));
+    EXPECT_EQ(numeric->colBegin[n], numeric->numEntries);
+    EXPECT_EQ(perm, std::vector<int32_t>(symbolic->perm, symbolic->perm + n));
+    EXPECT_EQ(symbolic->snStart[0], 0);
+  }
+
+  qztest::TestHost host;
+  LAEnv* env = nullptr;
+  SymbolicFactor* symbolic = nullptr;
+  NumericFactor* numeric = nullptr;
+  bool isLDL = true;
+};
+
+TEST_F(SymbolicAnalysisTest, RandomPatternsAgreeWithDenseElimination) {
+  for (uint32_t seed = 1; seed <= 400; ++seed) {
+    SCOPED_TRACE(seed);
+    std::mt19937 random(seed);
+    const int32_t n = static_cast<int32_t>(random() % 70);
+    const double density = static_cast<double>(1 + random() % 100) / 100.0 / (1.0 + n / 8.0);
+    const SymmetricMatrix a = qztest::randomSymmetric(n, density, 0.5, random);
+    for (const bool ldl : {false, true}) {
+      env->problemKind = ldl ? 1 : 0;
+      env->orderingMethod = static_cast<int32_t>(random() % 3) - 1;
+      ASSERT_EQ(analyze(a, ldl), LA_OK);
+      expectFactorOf(a);
+      cleanUp();
+    }
+    if (HasFailure()) break;
+  }
+}
+
+TEST_F(SymbolicAnalysisTest, SpecialShapes) {
+  std::mt19937 random(5);
+  for (const bool ldl : {false, true}) {
+    env->problemKind = ldl ? 1 : 0;
+    for (const int32_t n : {0, 1, 2, 3, 4, 5, 31, 96, 97, 120}) {
+      SCOPED_TRACE(n);
+      std::vector<SymmetricMatrix> shapes{qztest::denseMatrix(n, random), qztest::diagonalMatrix(n, random),
+                                          qztest::randomSymmetric(n, -1.0, -1.0, random)};
+      if (n > 0) shapes.push_back(qztest::arrowheadMatrix(n, random));
+      for (const SymmetricMatrix& a : shapes) {
+        env->orderingMethod = -1;
+        ASSERT_EQ(analyze(a, ldl), LA_OK);
+        expectFactorOf(a);
+        cleanUp();
+      }
+    }
+    for (const SymmetricMatrix& a : {qztest::gridMatrix(12, 11, random), qztest::gridMatrix(60, 2, random)}) {
+      ASSERT_EQ(analyze(a, ldl), LA_OK);
+      expectFactorOf(a);
+      cleanUp();
+    }
+  }
+}
+
+TEST_F(SymbolicAnalysisTest, OneRowIsOneSerialSupernode) {
+  std::mt19937 random(6);
+  env->problemKind = 0;
+  const SymmetricMatrix a = qztest::diagonalMatrix(1, random);
+  ASSERT_EQ(analyze(a, false), LA_OK);
+  EXPECT_EQ(symbolic->numSupernodes, 1);
+  EXPECT_EQ(height(0), 1);
+  EXPECT_EQ(symbolic->nnzL, 0.0);
+  EXPECT_EQ(symbolic->blocked, 0);
+  EXPECT_EQ(symbolic->maxWidth, 1);
+  EXPECT_EQ(symbolic->staticPipeline, 0);
+  EXPECT_EQ(env->staticPipeline, 1);  // later factors are not touched
+}
+
+TEST_F(SymbolicAnalysisTest, DiagonalMatrixHasSupernodesOfOneColumnAndNoWidth) {
+  std::mt19937 random(7);
+  ASSERT_EQ(analyze(qztest::diagonalMatrix(9, random), false), LA_OK);
+  EXPECT_EQ(symbolic->numSupernodes, 9);
+  EXPECT_EQ(symbolic->maxWidth, 0);
+  EXPECT_EQ(env->orderingMethod, ORDER_IDENTITY);
+}
+
+TEST_F(SymbolicAnalysisTest, DenseMatrixIsOneSupernode) {
+  std::mt19937 random(8);
+  const int32_t n = 40;
+  ASSERT_EQ(analyze(qztest::denseMatrix(n, random), false), LA_OK);
+  EXPECT_EQ(symbolic->numSupernodes, 1);
+  EXPECT_EQ(symbolic->maxWidth, n);
+  double flops = 0.0;
+  for (int32_t h = 1; h <= n; ++h) flops += h * (h - 1.0);
+  EXPECT_EQ(symbolic->flopsRelaxed, flops);
+  EXPECT_EQ(symbolic->maxBlockEntries, 0);
+}
+
+TEST_F(SymbolicAnalysisTest, SerialPanelsOfFullSupernodesCountNinetySixRows) {
+  std::mt19937 random(9);
+  ASSERT_EQ(analyze(qztest::denseMatrix(97, random), true), LA_OK);
+  EXPECT_EQ(symbolic->maxPanelEntries, 97 * 96);
+  EXPECT_EQ(symbolic->maxBlockEntries, 0);
+}
+
+TEST_F(SymbolicAnalysisTest, UnsymmetricInputGivesTwo) {
+  for (const bool ldl : {false, true}) {
+    SymmetricMatrix a;
+    a.n = 5;
+    a.begin = {0, 2, 3, 4, 5, 6};
+    a.index = {1, 2, 0, 0, 4, 3};
+    a.value.assign(6, 1.0);
+    EXPECT_EQ(analyze(a, ldl), LA_OK);
+    cleanUp();
+    a.index = {1, 2, 0, 1, 4, 3};  // (2, 0) lost its partner
+    EXPECT_EQ(analyze(a, ldl), LA_INCONSISTENT);
+    EXPECT_EQ(symbolic->factorState, -1);
+    cleanUp();
+    a.index = {1, 2, 0, 0, 5, 3};  // a row out of range
+    EXPECT_EQ(analyze(a, ldl), LA_INCONSISTENT);
+    cleanUp();
+    a.begin[5] = -1;
+    EXPECT_EQ(analyze(a, ldl), LA_INCONSISTENT);
+    EXPECT_EQ(symbolic, nullptr);
+  }
+}
+
+TEST_F(SymbolicAnalysisTest, BadArgumentsGiveNine) {
+  const std::vector<int32_t> begin{0, 1}, index{0};
+  const double one = 1.0;
+  EXPECT_EQ(LA_AnalyzeMatrixLDL(-1, begin.data(), index.data(), &one, env, &symbolic, &numeric), LA_BAD_PARAMETER);
+  EXPECT_EQ(LA_AnalyzeMatrixLDL(1, nullptr, index.data(), &one, env, &symbolic, &numeric), LA_BAD_PARAMETER);
+  EXPECT_EQ(LA_AnalyzeMatrixLDL(1, begin.data(), nullptr, &one, env, &symbolic, &numeric), LA_BAD_PARAMETER);
+  EXPECT_EQ(LA_AnalyzeMatrixLDL(1, begin.data(), index.data(), &one, nullptr, &symbolic, &numeric), LA_BAD_PARAMETER);
+  EXPECT_EQ(LA_AnalyzeMatrixLDL(1, begin.data(), index.data(), &one, env, nullptr, &numeric), LA_BAD_PARAMETER);
+  EXPECT_EQ(LA_AnalyzeMatrixLDL(1, begin.data(), index.data(), &one, env, &symbolic, nullptr), LA_BAD_PARAMETER);
+  EXPECT_EQ(LA_AnalyzeMatrixCholesky(1, begin.data(), nullptr, env, &symbolic, &numeric), LA_BAD_PARAMETER);
+  ASSERT_EQ(LA_AnalyzeMatrixLDL(1, begin.data(), index.data(), &one, env, &symbolic, &numeric), LA_OK);
+  EXPECT_EQ(LA_AnalyzeMatrixLDL(1, begin.data(), index.data(), &one, env, &symbolic, &numeric), LA_BAD_PARAMETER);
+  EXPECT_EQ(LA_AnalyzeMatrixCholesky(1, begin.data(), index.data(), env, &symbolic, &numeric), LA_BAD_PARAMETER);
+  EXPECT_NE(symbolic, nullptr);
+}
+
+TEST_F(SymbolicAnalysisTest, StaticPermutationsAreRefused) {
+  std::mt19937 random(10);
+  const SymmetricMatrix a = qztest::gridMatrix(3, 3, random);
+  for (const int32_t key : {LA_KEY_STATIC_PERM_GENERAL, LA_KEY_STATIC_PERM_AUGMENTED}) {
+    ASSERT_EQ(LA_SetIntParam(env, key, 1), LA_OK);
+    EXPECT_EQ(analyze(a, true), LA_BAD_PARAMETER);
+    EXPECT_EQ(symbolic->factorState, -1);
+    cleanUp();
+    ASSERT_EQ(LA_SetIntParam(env, key, 0), LA_OK);
+  }
+}
+
+TEST_F(SymbolicAnalysisTest, ReportsTheOrderingAndCopiesTheParameters) {
+  std::mt19937 random(11);
+  const SymmetricMatrix a = qztest::gridMatrix(15, 15, random);
+  env->reservedCount = 7;
+  env->problemKind = 0;
+  ASSERT_EQ(analyze(a, false), LA_OK);
+  EXPECT_EQ(env->orderingMethod, ORDER_AMF);
+  EXPECT_EQ(symbolic->reservedCount, 7);
+  cleanUp();
+  env->orderingMethod = ORDER_AMD;
+  ASSERT_EQ(analyze(a, true), LA_OK);
+  EXPECT_EQ(env->orderingMethod, ORDER_AMD);
+  EXPECT_EQ(symbolic->staticPipeline, 1);
+}
+
+TEST_F(SymbolicAnalysisTest, ACancelledThreadEndsTheOrderingWithThirteen) {
+  std::mt19937 random(12);
+  const SymmetricMatrix a = qztest::gridMatrix(15, 15, random);
+  for (const bool ldl : {false, true}) {
+    env->orderingMethod = ORDER_AMD;
+    host.cancelThread(true);
+    EXPECT_EQ(analyze(a, ldl), LA_CANCELLED);
+    EXPECT_EQ(symbolic->factorState, -1);
+    EXPECT_EQ(env->orderingMethod, ORDER_AMD);
+    cleanUp();
+    host.cancelThread(false);
+    EXPECT_EQ(analyze(a, ldl), LA_OK);
+    cleanUp();
+  }
+}
+
+TEST_F(SymbolicAnalysisTest, EveryFailedAllocationGivesOneAndTheCleanUpFreesTheRest) {
+  std::mt19937 random(13);
+  const SymmetricMatrix a = qztest::gridMatrix(15, 15, random);
+  const int64_t before = host.outstanding();
+  for (const bool ldl : {false, true}) {
+    for (const int32_t method : {ORDER_AMD, ORDER_AMF, ORDER_NESTED_DISSECTION}) {
+      for (int64_t k = 1;; ++k) {
+        env->orderingMethod = method;
+        const int64_t asked = host.allocations();
+        host.failAllocation(k);
+        const int32_t status = analyze(a, ldl);
+        host.failAllocation(0);
+        const bool reached = host.allocations() - asked >= k;
+        EXPECT_EQ(status, reached ? LA_NO_MEMORY : LA_OK) << "allocation " << k;
+        if (symbolic != nullptr) {
+          EXPECT_EQ(symbolic->factorState, -1);
+        }
+        cleanUp();
+        EXPECT_EQ(host.outstanding(), before) << "allocation " << k;
+        if (!reached) {
+          EXPECT_GT(k, 8);
+          break;
+        }
+      }
+    }
+  }
+}
+
+TEST_F(SymbolicAnalysisTest, CleanUpAcceptsNothing) {
+  LA_CleanUpLDL(env, nullptr, nullptr);
+  LA_CleanUpCholesky(env, &symbolic, &numeric);
+  LA_CleanUpLDL(nullptr, &symbolic, &numeric);
+}
+
+TEST_F(SymbolicAnalysisTest, SameInputSameResult) {
+  std::mt19937 random(14);
+  const SymmetricMatrix a = qztest::randomSymmetric(150, 0.03, 1.0, random);
+  std::vector<int32_t> first;
+  for (int repeat = 0; repeat < 3; ++repeat) {
+    env->orderingMethod = -1;
+    ASSERT_EQ(analyze(a, true), LA_OK);
+    const std::vector<int32_t> perm(symbolic->perm, symbolic->perm + a.n);
+    if (repeat == 0) first = perm;
+    EXPECT_EQ(perm, first);
+    cleanUp();
+  }
+}
+
+TEST_F(SymbolicAnalysisTest, SeveralThreadsComeBackLoweredToWhatRuns) {
+  std::mt19937 random(15);
+  const SymmetricMatrix a = qztest::gridMatrix(8, 8, random);
+  env->numThreads = 8;
+  ASSERT_EQ(analyze(a, true), LA_OK);
+  EXPECT_EQ(env->numThreads, 1);  // far too small to share
+  EXPECT_EQ(symbolic->numThreads, 1);
+}
+
+}  // namespace
+}  // namespace qz
