@@ -1,0 +1,37 @@
+// A short list out of the collections, small enough for every change.
+#include "models/collection.h"
+
+namespace {
+
+using namespace models;
+
+std::string netlib(const char* name) {
+  return std::string("lp/netlib/").append(name).append(".mps.bz2");
+}
+std::string infeasible(const char* name) {
+  return std::string("lp/infeasible/").append(name).append(".mps.bz2");
+}
+
+// Each for a reason: free and range rows, degenerate, badly scaled, free columns, dense columns.
+TEST_F(Collection, ShortList) {
+  for (const char* name :
+       {"blend", "sc50a",  "sc50b",    "share2b", "share1b", "stocfor1", "scagr7", "boeing2", "bore3d",   "capri",
+        "e226",  "recipe", "vtp.base", "brandy",  "agg",     "lotfi",    "grow7",  "degen2",  "standata", "beaconfd"})
+    check(netlib(name));
+}
+
+TEST_F(Collection, ShortListWithNormalEquations) {
+  for (const char* name : {"blend", "sc50a", "share2b", "stocfor1", "scagr7", "e226", "capri", "agg", "degen2"})
+    check(netlib(name), {{"method", 1}});
+}
+
+TEST_F(Collection, ShortListWithOwnPresolve) {
+  for (const char* name : {"blend", "sc50a", "share2b", "stocfor1", "scagr7", "e226", "capri", "agg", "degen2"})
+    check(netlib(name), {{"presolve", 0}});
+}
+
+TEST_F(Collection, ShortInfeasible) {
+  for (const char* name : {"itest2", "itest6", "bgprtr", "klein1"}) check(infeasible(name));
+}
+
+}  // namespace

@@ -1,0 +1,15 @@
+// Every model of the netlib collections. Slow: minutes to an hour.
+#include "models/collection.h"
+
+namespace {
+
+using models::Collection;
+
+TEST_F(Collection, Netlib) {
+  checkFolder("lp/netlib/");
+}
+TEST_F(Collection, Infeasible) {
+  checkFolder("lp/infeasible/");
+}
+
+}  // namespace
