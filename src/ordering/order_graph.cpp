@@ -49,7 +49,8 @@ int32_t OrderGraph(const LAEnv* /*env*/, int32_t n, int32_t* adjBegin, int32_t* 
   // A graph whose average degree passes a quarter of its size is not worth ordering. The quotient is in integers, so
   // that a graph of fewer than four vertices is never ordered.
   const double avg = numEntries == 0 ? 0.0 : static_cast<double>(numEntries) / n;
-  if (numEntries == 0 || avg > static_cast<double>(n / 4)) {
+  const int32_t quarter = n / 4;
+  if (numEntries == 0 || avg > quarter) {
     *method = ORDER_IDENTITY;
     identityOrder(n, perm, invPerm);
     return LA_OK;

@@ -61,7 +61,7 @@ void openGraph(QuotientGraph& graph, int32_t numBuckets) {
   graph.numEliminated = 0;
   graph.remaining = 0;
   graph.minKey = 0;
-  graph.nextStamp = FIRST_STAMP;
+  graph.wflg = FIRST_STAMP;
   graph.largestElement = 0;
 }
 
@@ -116,12 +116,12 @@ void takeOutByLog(QuotientGraph& graph) {
 }
 
 void advanceStamp(QuotientGraph& graph, int32_t amount) {
-  graph.nextStamp += amount;
-  if (graph.nextStamp < MAX_INT - graph.n) return;
+  graph.wflg += amount;
+  if (graph.wflg < MAX_INT - graph.n) return;
   for (int32_t v = 0; v < graph.n; ++v) {
     if (graph.stamp[v] != 0) graph.stamp[v] = 1;
   }
-  graph.nextStamp = FIRST_STAMP;
+  graph.wflg = FIRST_STAMP;
 }
 
 int32_t compactLists(QuotientGraph& graph, int32_t elementBegin) {

@@ -44,7 +44,7 @@ struct QuotientGraph {
   int32_t numEliminated;   // input vertices that are out of the graph
   int32_t remaining;       // input vertices in the buckets
   int32_t minKey;          // no bucket below it holds a variable
-  int32_t nextStamp;       // above every mark in use
+  int32_t wflg;            // above every mark in use
   int32_t largestElement;  // largest number of variables of an element so far
 };
 
@@ -73,7 +73,7 @@ void takeOutByLog(QuotientGraph& graph);
   return graph.nodeCount[v] > 0 && graph.elementCount[v] >= 0;
 }
 
-// Moves `nextStamp` up by `amount`, or clears all marks when the numbers run out.
+// Moves `wflg` up by `amount`, or clears all marks when the numbers run out.
 void advanceStamp(QuotientGraph& graph, int32_t amount);
 
 // Moves all lists to the front of iw, and behind them the unfinished element that begins at elementBegin; returns where

@@ -86,15 +86,15 @@ TEST(QuotientGraph, DenseLimits) {
 TEST(QuotientGraph, MarksAreClearedBeforeTheNumbersRunOut) {
   Holder h(10);
   qz::openGraph(h.graph, 11);
-  EXPECT_EQ(h.graph.nextStamp, 2);
+  EXPECT_EQ(h.graph.wflg, 2);
   h.stamp = {0, 5, 9, 0, 1, 2000000000, 3, 4, 0, 7};
   h.graph.stamp = h.stamp.data();
-  h.graph.nextStamp = MAX_INT - 12;
+  h.graph.wflg = MAX_INT - 12;
   qz::advanceStamp(h.graph, 1);
-  EXPECT_EQ(h.graph.nextStamp, MAX_INT - 11);
+  EXPECT_EQ(h.graph.wflg, MAX_INT - 11);
   EXPECT_EQ(h.stamp[5], 2000000000);
   qz::advanceStamp(h.graph, 1);
-  EXPECT_EQ(h.graph.nextStamp, 2);
+  EXPECT_EQ(h.graph.wflg, 2);
   EXPECT_EQ(h.stamp, (std::vector<int32_t>{0, 1, 1, 0, 1, 1, 1, 1, 0, 1}));
 }
 

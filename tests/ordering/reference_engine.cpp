@@ -281,7 +281,8 @@ std::vector<bool> denseBySize(const Graph& graph) {
 }
 
 std::vector<bool> denseByDegree(const Graph& graph) {
-  return denseAbove(graph, graph.n == 0 ? 0.0 : 50.0 * (graph.numEntries() / graph.n));
+  const int32_t average = graph.n == 0 ? 0 : graph.numEntries() / graph.n;
+  return denseAbove(graph, 50.0 * average);
 }
 
 std::vector<bool> denseByLog(const Graph& graph) {
