@@ -55,13 +55,13 @@ void moveIterate(Ipm* ipm, double stepPrimal, double stepDual, double addPrimal,
     maxPrimal = std::max(maxPrimal, std::fabs(ipm->primal[j]));
     const uint8_t bounds = ipm->statusBound[j];
     if (hasUpper(bounds)) {
-      ipm->upperSlack[j] += stepPrimal * ipm->upperSlackDelta[j] + addPrimal;
-      ipm->upperDual[j] += stepDual * ipm->upperDualDelta[j] + addDual;
+      ipm->upperSlack[j] = (ipm->upperSlack[j] + stepPrimal * ipm->upperSlackDelta[j]) + addPrimal;
+      ipm->upperDual[j] = (ipm->upperDual[j] + stepDual * ipm->upperDualDelta[j]) + addDual;
       minPositive = std::min(minPositive, ipm->upperSlack[j]);
     }
     if (hasLower(bounds)) {
-      ipm->lowerSlack[j] += stepPrimal * ipm->lowerSlackDelta[j] + addPrimal;
-      ipm->lowerDual[j] += stepDual * ipm->lowerDualDelta[j] + addDual;
+      ipm->lowerSlack[j] = (ipm->lowerSlack[j] + stepPrimal * ipm->lowerSlackDelta[j]) + addPrimal;
+      ipm->lowerDual[j] = (ipm->lowerDual[j] + stepDual * ipm->lowerDualDelta[j]) + addDual;
       minPositive = std::min(minPositive, ipm->lowerSlack[j]);
     }
   }
@@ -70,7 +70,7 @@ void moveIterate(Ipm* ipm, double stepPrimal, double stepDual, double addPrimal,
     ipm->dual[i] += stepDual * dy[i];
     if (ipm->rowSense[i] == 'G') {
       ipm->dual[i] += addDual;
-      ipm->ineqnSlack[i] += stepPrimal * ipm->ineqnSlackDelta[i] + addPrimal;
+      ipm->ineqnSlack[i] = (ipm->ineqnSlack[i] + stepPrimal * ipm->ineqnSlackDelta[i]) + addPrimal;
       minPositive = std::min(minPositive, ipm->dual[i]);
     }
     maxDual = std::max(maxDual, std::fabs(ipm->dual[i]));
