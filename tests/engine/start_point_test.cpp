@@ -143,7 +143,7 @@ void expectPrimal(const EngineCase& engine, const Raw& raw, double tolerance = 1
     for (int j = 0; j < model.cols(); ++j) {
       if (!model.hasLower(j)) continue;
       const double seen = ipm.lowerSlack[j] - raw.lowerSlack[j];
-      const double other = shiftFor(-raw.smallest, ipm.tolPrimal, model.quadratic());
+      const double other = shiftFor(raw.smallest < 0.0 ? 0.0 : -1e-300, ipm.tolPrimal, model.quadratic());
       if (std::fabs(other - seen) < std::fabs(g - seen)) g = other;
       break;
     }
