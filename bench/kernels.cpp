@@ -9,7 +9,6 @@
 
 #include "dense/blas.h"
 #include "dense/kernels.h"
-#include "dense/tile_product.h"
 
 namespace {
 
@@ -60,7 +59,7 @@ void triangleOfTwoFactors(benchmark::State& state) {
 void triangleByFullDgemm(benchmark::State& state) {
   Operands o(state);
   for (auto _ : state) {
-    qz::blas::dgemm("N", "T", o.n, o.n, o.k, ONE, o.a.data(), o.ld, o.b.data(), o.ld, ZERO, o.c.data(), o.ld);
+    dgemm_("N", "T", &o.n, &o.n, &o.k, &ONE, o.a.data(), &o.ld, o.b.data(), &o.ld, &ZERO, o.c.data(), &o.ld);
     benchmark::ClobberMemory();
   }
   countFlops(state, 1.0 * o.n * (o.n + 1) * o.k);
@@ -69,7 +68,7 @@ void triangleByFullDgemm(benchmark::State& state) {
 void triangleByDsyrk(benchmark::State& state) {
   Operands o(state);
   for (auto _ : state) {
-    qz::blas::dsyrk("L", "N", o.n, o.k, ONE, o.a.data(), o.ld, ZERO, o.c.data(), o.ld);
+    dsyrk_("L", "N", &o.n, &o.k, &ONE, o.a.data(), &o.ld, &ZERO, o.c.data(), &o.ld);
     benchmark::ClobberMemory();
   }
   countFlops(state, 1.0 * o.n * (o.n + 1) * o.k);
@@ -88,7 +87,7 @@ void squareByKernel(benchmark::State& state) {
 void squareByDgemm(benchmark::State& state) {
   Operands o(state);
   for (auto _ : state) {
-    qz::blas::dgemm("N", "T", o.n, o.n, o.k, MINUS_ONE, o.a.data(), o.ld, o.b.data(), o.ld, ONE, o.c.data(), o.ld);
+    dgemm_("N", "T", &o.n, &o.n, &o.k, &MINUS_ONE, o.a.data(), &o.ld, o.b.data(), &o.ld, &ONE, o.c.data(), &o.ld);
     benchmark::ClobberMemory();
   }
   countFlops(state, 2.0 * o.n * o.n * o.k);
@@ -114,7 +113,27 @@ void solveByDtrsm(benchmark::State& state) {
   Operands o(state);
   makeSolvable(&o);
   for (auto _ : state) {
-    qz::blas::dtrsm("L", "L", "N", "N", o.n, o.n, ONE, o.a.data(), o.ld, o.c.data(), o.ld);
+    dtrsm_("L", "L", "N", "N", &o.n, &o.n, &ONE, o.a.data(), &o.ld, o.c.data(), &o.ld);
+    benchmark::ClobberMemory();
+  }
+  countFlops(state, 1.0 * o.n * o.n * o.n);
+}
+
+void rightSolveByKernel(benchmark::State& state) {
+  Operands o(state);
+  makeSolvable(&o);
+  for (auto _ : state) {
+    qz::my_dtrsm_RLTN(&o.n, &o.n, o.a.data(), &o.ld, o.c.data(), &o.ld, o.packA.data(), o.packB.data());
+    benchmark::ClobberMemory();
+  }
+  countFlops(state, 1.0 * o.n * o.n * o.n);
+}
+
+void rightSolveByDtrsm(benchmark::State& state) {
+  Operands o(state);
+  makeSolvable(&o);
+  for (auto _ : state) {
+    dtrsm_("R", "L", "T", "N", &o.n, &o.n, &ONE, o.a.data(), &o.ld, o.c.data(), &o.ld);
     benchmark::ClobberMemory();
   }
   countFlops(state, 1.0 * o.n * o.n * o.n);
@@ -211,6 +230,8 @@ BENCHMARK(squareByKernel)->Apply(blockSizes);
 BENCHMARK(squareByDgemm)->Apply(blockSizes);
 BENCHMARK(solveByKernel)->Apply(squareSizes);
 BENCHMARK(solveByDtrsm)->Apply(squareSizes);
+BENCHMARK(rightSolveByKernel)->Apply(squareSizes);
+BENCHMARK(rightSolveByDtrsm)->Apply(squareSizes);
 BENCHMARK(outerProductByKernel)->Apply(vectorSizes);
 BENCHMARK(outerProductByDger)->Apply(vectorSizes);
 BENCHMARK(eliminationByKernel)->Apply(vectorSizes);

@@ -1,5 +1,11 @@
 // The BLAS routines that the solver calls, and thin wrappers that take sizes and scalars by value.
 //
+// dgemm, dsyrk and dtrsm do most of the work of the factorisations. A BLAS library that is older than the processor
+// falls back to a form without its vectors and is then four to five times slower than the solver's own register tiles,
+// which hold their own against a library that knows the processor (bench/kernels.cpp). So these three go to the tiles
+// where there are tiles for the processor and the scalars need no multiplication, and to the library otherwise; which
+// way is a matter of the processor and the arguments alone. They use up to 72 KiB of stack.
+//
 // All matrices are column-major with an explicit leading dimension, options are one-letter strings. The library must
 // run single-threaded: worker threads of the factorisations call it at the same time.
 // Reference: Lawson et al. (1979), Dongarra et al. (1988, 1990), ACM TOMS.
@@ -48,16 +54,12 @@ namespace qz::blas {
 static_assert(sizeof(int) == sizeof(int32_t), "the BLAS takes 32-bit sizes");
 
 // C := alpha op(A) op(B) + beta C, C m by n, the inner dimension k.
-inline void dgemm(const char* transA, const char* transB, int32_t m, int32_t n, int32_t k, double alpha,
-                  const double* a, int32_t lda, const double* b, int32_t ldb, double beta, double* c, int32_t ldc) {
-  dgemm_(transA, transB, &m, &n, &k, &alpha, a, &lda, b, &ldb, &beta, c, &ldc);
-}
+void dgemm(const char* transA, const char* transB, int32_t m, int32_t n, int32_t k, double alpha, const double* a,
+           int32_t lda, const double* b, int32_t ldb, double beta, double* c, int32_t ldc);
 
 // One triangle of C := alpha op(A) op(A)^T + beta C, C n by n.
-inline void dsyrk(const char* uplo, const char* trans, int32_t n, int32_t k, double alpha, const double* a, int32_t lda,
-                  double beta, double* c, int32_t ldc) {
-  dsyrk_(uplo, trans, &n, &k, &alpha, a, &lda, &beta, c, &ldc);
-}
+void dsyrk(const char* uplo, const char* trans, int32_t n, int32_t k, double alpha, const double* a, int32_t lda,
+           double beta, double* c, int32_t ldc);
 
 // One triangle of C := alpha (op(A) op(B)^T + op(B) op(A)^T) + beta C.
 inline void dsyr2k(const char* uplo, const char* trans, int32_t n, int32_t k, double alpha, const double* a,
@@ -72,10 +74,8 @@ inline void dsymm(const char* side, const char* uplo, int32_t m, int32_t n, doub
 }
 
 // B := alpha op(A)^-1 B (side "L") or alpha B op(A)^-1, A triangular, B m by n.
-inline void dtrsm(const char* side, const char* uplo, const char* transA, const char* diag, int32_t m, int32_t n,
-                  double alpha, const double* a, int32_t lda, double* b, int32_t ldb) {
-  dtrsm_(side, uplo, transA, diag, &m, &n, &alpha, a, &lda, b, &ldb);
-}
+void dtrsm(const char* side, const char* uplo, const char* transA, const char* diag, int32_t m, int32_t n, double alpha,
+           const double* a, int32_t lda, double* b, int32_t ldb);
 
 // B := alpha op(A) B (side "L") or alpha B op(A), A triangular, B m by n.
 inline void dtrmm(const char* side, const char* uplo, const char* transA, const char* diag, int32_t m, int32_t n,

@@ -5,16 +5,16 @@
 // product takes the blocks in the order in which each one is read before it is overwritten.
 #include <algorithm>
 
+#include "dense/clones.h"
 #include "dense/kernels.h"
 #include "dense/packed_product.h"
+#include "dense/triangular_solve.h"
 
 namespace qz {
 
 namespace {
 
 constexpr int32_t STEP = 16;  // order of the triangles that plain loops treat; the rest are tile products
-
-enum class Shape { LOWER, UPPER };
 
 bool isLetter(const char* option, char letter) {
   return *option == letter;
@@ -35,27 +35,69 @@ int32_t blocksOf(int32_t n, int32_t step) {
 
 // ---- Solves from the left: packed diagonal blocks ----
 
-// x := T^-1 x for one column and a triangle of order k at most STEP, T column-contiguous.
-void solveLowerColumn(const double* __restrict t, int32_t k, double* __restrict x) {
+// Right-hand sides that a small triangle is solved for at once: held by rows, so that each step is a row operation.
+constexpr int32_t GROUP = 8;
+typedef double Row __attribute__((vector_size(GROUP * sizeof(double))));
+
+// W := T^-1 W, T of order k at most STEP and column-contiguous, W k by GROUP by rows.
+QZ_CLONES void substituteForwards(const double* __restrict t, int32_t k, bool unit, Row* __restrict w) {
   for (int32_t p = 0; p < k; ++p) {
-    const double* column = t + p * PACK_DIM;
-    const double value = x[p] / column[p];
-    x[p] = value;
-    for (int32_t i = p + 1; i < k; ++i) x[i] -= value * column[i];
+    const double* column = t + static_cast<int64_t>(p) * PACK_DIM;
+    if (!unit) w[p] /= column[p];
+    const Row solved = w[p];
+    for (int32_t i = p + 1; i < k; ++i) w[i] -= column[i] * solved;
   }
 }
 
-void solveUpperColumn(const double* __restrict t, int32_t k, double* __restrict x) {
+QZ_CLONES void substituteBackwards(const double* __restrict t, int32_t k, bool unit, Row* __restrict w) {
   for (int32_t p = k - 1; p >= 0; --p) {
-    const double* column = t + p * PACK_DIM;
-    const double value = x[p] / column[p];
-    x[p] = value;
-    for (int32_t i = 0; i < p; ++i) x[i] -= value * column[i];
+    const double* column = t + static_cast<int64_t>(p) * PACK_DIM;
+    if (!unit) w[p] /= column[p];
+    const Row solved = w[p];
+    for (int32_t i = 0; i < p; ++i) w[i] -= column[i] * solved;
   }
 }
 
-// B := T^-1 B, T m by m. Panels of PACK_DIM from the side where the substitution starts.
-void solveLeft(Shape shape, int32_t m, int32_t n, const Operand& t, double* b, int32_t ldb, double* packA,
+// B := T^-1 B for a triangle of order k at most STEP and n columns.
+void solveSmall(Shape shape, bool unit, const double* t, int32_t k, double* b, int64_t ldb, int32_t n) {
+  for (int32_t j0 = 0; j0 < n; j0 += GROUP) {
+    const int32_t columns = std::min(GROUP, n - j0);
+    Row w[STEP] = {};
+    double* block = b + j0 * ldb;
+    for (int32_t c = 0; c < columns; ++c) {
+      for (int32_t i = 0; i < k; ++i) w[i][c] = block[i + c * ldb];
+    }
+    if (shape == Shape::LOWER) {
+      substituteForwards(t, k, unit, w);
+    } else {
+      substituteBackwards(t, k, unit, w);
+    }
+    for (int32_t c = 0; c < columns; ++c) {
+      for (int32_t i = 0; i < k; ++i) block[i + c * ldb] = w[i][c];
+    }
+  }
+}
+
+// B := T^-1 B on a packed triangle of order kc at most PACK_DIM.
+void solvePacked(Shape shape, bool unit, double* b, int64_t ldb, const double* pack, int32_t kc, int32_t n) {
+  const bool forwards = shape == Shape::LOWER;
+  const int32_t count = blocksOf(kc, STEP);
+  for (int32_t index = 0; index < count; ++index) {
+    const int32_t p0 = blockStart(index, count, STEP, forwards);
+    const int32_t k = std::min(STEP, kc - p0);
+    const double* columns = pack + static_cast<int64_t>(p0) * PACK_DIM;
+    solveSmall(shape, unit, columns + p0, k, b + p0, ldb, n);
+    const int32_t from = forwards ? p0 + k : 0;
+    const int32_t rest = forwards ? kc - from : p0;
+    tileProduct(Region::FULL, Update::MINUS, rest, n, k, asStored(columns + from, PACK_DIM), {b + p0, 1, ldb}, b + from,
+                ldb);
+  }
+}
+
+}  // namespace
+
+// Panels of PACK_DIM from the side where the substitution starts.
+void solveLeft(Shape shape, bool unit, int32_t m, int32_t n, const Operand& t, double* b, int32_t ldb, double* packA,
                double* packB) {
   if (n <= 0) return;
   const bool forwards = shape == Shape::LOWER;
@@ -64,49 +106,26 @@ void solveLeft(Shape shape, int32_t m, int32_t n, const Operand& t, double* b, i
     const int32_t p0 = blockStart(index, count, PACK_DIM, forwards);
     const int32_t kc = std::min(PACK_DIM, m - p0);
     packBlock(shifted(t, p0, p0), kc, kc, packA);
+    solvePacked(shape, unit, b + p0, ldb, packA, kc, n);
     const int32_t from = forwards ? p0 + kc : 0;
     const int32_t rest = forwards ? m - from : p0;
-    if (forwards) {
-      my_dtrsm_kernel_lower_left(b + p0, ldb, packA, kc, n);
-    } else {
-      my_dtrsm_kernel_upper_left(b + p0, ldb, packA, kc, n);
-    }
     packedProduct(Region::FULL, Update::MINUS, rest, n, kc, shifted(t, from, p0), asStored(b + p0, ldb), b + from, ldb,
                   packA, packB);
   }
 }
 
-}  // namespace
-
 void my_dtrsm_kernel_lower_left(double* b, int32_t ldb, const double* pack, int32_t kc, int32_t n) {
-  if (n <= 0) return;
-  const int64_t stride = ldb;
-  for (int32_t p0 = 0; p0 < kc; p0 += STEP) {
-    const int32_t k = std::min(STEP, kc - p0);
-    const double* triangle = pack + static_cast<int64_t>(p0) * (PACK_DIM + 1);
-    for (int32_t j = 0; j < n; ++j) solveLowerColumn(triangle, k, b + p0 + j * stride);
-    tileProduct(Region::FULL, Update::MINUS, kc - p0 - k, n, k, asStored(triangle + k, PACK_DIM), asStored(b + p0, ldb),
-                b + p0 + k, stride);
-  }
+  if (n > 0) solvePacked(Shape::LOWER, false, b, ldb, pack, kc, n);
 }
 
 void my_dtrsm_kernel_upper_left(double* b, int32_t ldb, const double* pack, int32_t kc, int32_t n) {
-  if (n <= 0) return;
-  const int64_t stride = ldb;
-  const int32_t count = blocksOf(kc, STEP);
-  for (int32_t index = 0; index < count; ++index) {
-    const int32_t p0 = blockStart(index, count, STEP, false);
-    const int32_t k = std::min(STEP, kc - p0);
-    const double* columns = pack + static_cast<int64_t>(p0) * PACK_DIM;
-    for (int32_t j = 0; j < n; ++j) solveUpperColumn(columns + p0, k, b + p0 + j * stride);
-    tileProduct(Region::FULL, Update::MINUS, p0, n, k, asStored(columns, PACK_DIM), asStored(b + p0, ldb), b, stride);
-  }
+  if (n > 0) solvePacked(Shape::UPPER, false, b, ldb, pack, kc, n);
 }
 
 #define QZ_TRSM_LEFT(name, shape, opA)                                                                              \
   void name(const int32_t* m, const int32_t* n, const double* a, const int32_t* lda, double* b, const int32_t* ldb, \
             double* packA, double* packB) {                                                                         \
-    solveLeft(shape, *m, *n, opA(a, *lda), b, *ldb, packA, packB);                                                  \
+    solveLeft(shape, false, *m, *n, opA(a, *lda), b, *ldb, packA, packB);                                           \
   }
 
 QZ_TRSM_LEFT(my_dtrsm_LLNN, Shape::LOWER, asStored)
@@ -116,28 +135,40 @@ QZ_TRSM_LEFT(my_dtrsm_LUTN, Shape::LOWER, transposed)
 
 #undef QZ_TRSM_LEFT
 
+namespace {
+
+QZ_CLONES void subtractMultiple(int32_t m, double factor, const double* __restrict x, double* __restrict y) {
+  for (int32_t i = 0; i < m; ++i) y[i] -= factor * x[i];
+}
+
+QZ_CLONES void divide(int32_t m, double divisor, double* __restrict y) {
+  for (int32_t i = 0; i < m; ++i) y[i] /= divisor;
+}
+
+}  // namespace
+
 // B := B L^-T: column j of the result is (b_j - sum over p < j of L(j, p) x_p) / L(j, j).
-void my_dtrsm_RLTN(const int32_t* m, const int32_t* n, const double* a, const int32_t* lda, double* b,
-                   const int32_t* ldb, double* packA, double* packB) {
-  const int64_t strideA = *lda;
-  const int64_t strideB = *ldb;
-  for (int32_t j0 = 0; j0 < *n; j0 += STEP) {
-    const int32_t end = std::min(*n, j0 + STEP);
+void solveRightLowerTransposed(bool unit, int32_t m, int32_t n, const double* a, int32_t lda, double* b, int32_t ldb,
+                               double* packA, double* packB) {
+  const int64_t strideA = lda;
+  const int64_t strideB = ldb;
+  for (int32_t j0 = 0; j0 < n; j0 += STEP) {
+    const int32_t end = std::min(n, j0 + STEP);
     if (j0 > 0) {
-      packedProduct(Region::FULL, Update::MINUS, *m, end - j0, j0, asStored(b, *ldb), transposed(a + j0, *lda),
+      packedProduct(Region::FULL, Update::MINUS, m, end - j0, j0, asStored(b, ldb), transposed(a + j0, lda),
                     b + j0 * strideB, strideB, packA, packB);
     }
     for (int32_t j = j0; j < end; ++j) {
-      double* __restrict column = b + j * strideB;
-      for (int32_t p = j0; p < j; ++p) {
-        const double factor = a[j + p * strideA];
-        const double* __restrict solved = b + p * strideB;
-        for (int32_t i = 0; i < *m; ++i) column[i] -= factor * solved[i];
-      }
-      const double pivot = a[j + j * strideA];
-      for (int32_t i = 0; i < *m; ++i) column[i] /= pivot;
+      double* column = b + j * strideB;
+      for (int32_t p = j0; p < j; ++p) subtractMultiple(m, a[j + p * strideA], b + p * strideB, column);
+      if (!unit) divide(m, a[j + j * strideA], column);
     }
   }
+}
+
+void my_dtrsm_RLTN(const int32_t* m, const int32_t* n, const double* a, const int32_t* lda, double* b,
+                   const int32_t* ldb, double* packA, double* packB) {
+  solveRightLowerTransposed(false, *m, *n, a, *lda, b, *ldb, packA, packB);
 }
 
 void my_dtrsm(const char* side, const char* uplo, const char* transA, const char* /*diag*/, const int32_t* m,

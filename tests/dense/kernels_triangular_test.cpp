@@ -65,7 +65,7 @@ Matrix byBlas(const Case& test, const Matrix& a, const Matrix& b) {
   const char side[] = {test.side, 0}, uplo[] = {test.uplo, 0}, trans[] = {test.trans, 0}, diag[] = {test.diag, 0};
   if (out.rows == 0 || out.columns == 0) return out;
   if (test.solve) {
-    blas::dtrsm(side, uplo, trans, diag, b.rows, b.columns, test.alpha, a.data(), a.ld, out.data(), out.ld);
+    dtrsm_(side, uplo, trans, diag, &b.rows, &b.columns, &test.alpha, a.data(), &a.ld, out.data(), &out.ld);
   } else {
     blas::dtrmm(side, uplo, trans, diag, b.rows, b.columns, test.alpha, a.data(), a.ld, out.data(), out.ld);
   }
