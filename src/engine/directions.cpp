@@ -83,8 +83,8 @@ void moveIterate(Ipm* ipm, double stepPrimal, double stepDual, double addPrimal,
 }  // namespace
 
 void computePredictor(Ipm* ipm) {
-  StepSide primal;
-  StepSide dual;
+  StepSide bestPrimal;
+  StepSide bestDual;
   const double* dx = ipm->rhsPredictor;
   const double* dy = ipm->rhsPredictor + ipm->numCol;
   for (int32_t j = 0; j < ipm->numCol; ++j) {
@@ -94,24 +94,24 @@ void computePredictor(Ipm* ipm) {
       const double target = (ipm->upper[j] - ipm->primal[j]) - dx[j];  // the slack that the full step would reach
       ipm->upperSlackDelta[j] = target - slack;
       ipm->upperDualDelta[j] = -target * ipm->upperDual[j] / slack;
-      primal.test(slack, ipm->upperSlackDelta[j], j);
-      dual.test(ipm->upperDual[j], ipm->upperDualDelta[j], j);
+      bestPrimal.test(slack, ipm->upperSlackDelta[j], j);
+      bestDual.test(ipm->upperDual[j], ipm->upperDualDelta[j], j);
     }
     if (hasLower(bounds)) {
       const double slack = ipm->lowerSlack[j];
       const double target = (ipm->primal[j] - ipm->lower[j]) + dx[j];
       ipm->lowerSlackDelta[j] = target - slack;
       ipm->lowerDualDelta[j] = -target * ipm->lowerDual[j] / slack;
-      primal.test(slack, ipm->lowerSlackDelta[j], j);
-      dual.test(ipm->lowerDual[j], ipm->lowerDualDelta[j], j);
+      bestPrimal.test(slack, ipm->lowerSlackDelta[j], j);
+      bestDual.test(ipm->lowerDual[j], ipm->lowerDualDelta[j], j);
     }
   }
   forEachIneqnRow(ipm, [&](int32_t i) {
     ipm->ineqnSlackDelta[i] = -ipm->ineqnSlack[i] * (dy[i] / ipm->dual[i] + 1.0);
-    primal.test(ipm->ineqnSlack[i], ipm->ineqnSlackDelta[i], i);
-    dual.test(ipm->dual[i], dy[i], i);
+    bestPrimal.test(ipm->ineqnSlack[i], ipm->ineqnSlackDelta[i], i);
+    bestDual.test(ipm->dual[i], dy[i], i);
   });
-  finishSteps(ipm, primal, dual);
+  finishSteps(ipm, bestPrimal, bestDual);
 }
 
 void computeRhsCorrector(Ipm* ipm) {
@@ -131,8 +131,8 @@ void computeRhsCorrector(Ipm* ipm) {
 
 void computeStepCombined(Ipm* ipm) {
   const double target = ipm->sigma * ipm->mu;
-  StepSide primal;
-  StepSide dual;
+  StepSide bestPrimal;
+  StepSide bestDual;
   const double* predictor = ipm->rhsPredictor;
   double* combined = ipm->rhsCorrector;
   for (int32_t j = 0; j < ipm->numCol; ++j) {
@@ -146,8 +146,8 @@ void computeStepCombined(Ipm* ipm) {
       const double z = ipm->upperDual[j];
       ipm->upperSlackDelta[j] = slackDelta - correction;
       ipm->upperDualDelta[j] = dualDelta + ((target - slackDelta * dualDelta) + z * correction) / slack;
-      primal.test(slack, ipm->upperSlackDelta[j], j);
-      dual.test(z, ipm->upperDualDelta[j], j);
+      bestPrimal.test(slack, ipm->upperSlackDelta[j], j);
+      bestDual.test(z, ipm->upperDualDelta[j], j);
     }
     if (hasLower(bounds)) {
       const double slackDelta = ipm->lowerSlackDelta[j];
@@ -156,8 +156,8 @@ void computeStepCombined(Ipm* ipm) {
       const double z = ipm->lowerDual[j];
       ipm->lowerSlackDelta[j] = slackDelta + correction;
       ipm->lowerDualDelta[j] = dualDelta + ((target - slackDelta * dualDelta) - correction * z) / slack;
-      primal.test(slack, ipm->lowerSlackDelta[j], j);
-      dual.test(z, ipm->lowerDualDelta[j], j);
+      bestPrimal.test(slack, ipm->lowerSlackDelta[j], j);
+      bestDual.test(z, ipm->lowerDualDelta[j], j);
     }
   }
   for (int32_t i = 0; i < ipm->numRow; ++i) {
@@ -167,10 +167,10 @@ void computeStepCombined(Ipm* ipm) {
     if (ipm->rowSense[i] != 'G') continue;
     const double slackDelta = ipm->ineqnSlackDelta[i];
     ipm->ineqnSlackDelta[i] = slackDelta + ((target - p * slackDelta) - correction * ipm->ineqnSlack[i]) / ipm->dual[i];
-    primal.test(ipm->ineqnSlack[i], ipm->ineqnSlackDelta[i], i);
-    dual.test(ipm->dual[i], combined[ipm->numCol + i], i);
+    bestPrimal.test(ipm->ineqnSlack[i], ipm->ineqnSlackDelta[i], i);
+    bestDual.test(ipm->dual[i], combined[ipm->numCol + i], i);
   }
-  finishSteps(ipm, primal, dual);
+  finishSteps(ipm, bestPrimal, bestDual);
 }
 
 void updateSolution(Ipm* ipm) {
