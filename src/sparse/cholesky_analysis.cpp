@@ -4,6 +4,7 @@
 
 #include "ordering/order_graph.h"
 #include "shell/pool.h"
+#include "sparse/blocked_setup.h"
 #include "sparse/constrained_ordering.h"
 #include "sparse/factor_memory.h"
 #include "sparse/pattern.h"
@@ -37,13 +38,14 @@ int32_t orderPattern(int32_t n, const int32_t* colBegin, const int32_t* rowIndex
   return LA_OK;
 }
 
-int32_t allocateSerial(LAEnv* env, SymbolicFactor* symbolic) {
+int32_t allocateFactor(LAEnv* env, SymbolicFactor* symbolic) {
   symbolic->lValues = poolAllocate<double>(env->memory, symbolic->numValues);
   if (symbolic->lValues == nullptr) return LA_NO_MEMORY;
-  double* scratch = poolAllocate<double>(env->memory, std::max(symbolic->maxBlockEntries, 1));
-  if (scratch == nullptr) return LA_NO_MEMORY;
-  symbolic->threadScratch = scratch;
-  symbolic->threadScratchBytes = static_cast<int64_t>(sizeof(double)) * std::max(symbolic->maxBlockEntries, 1);
+  if (symbolic->blocked != 0) return setUpBlockedCholesky(env, symbolic);
+  const int64_t entries = std::max(symbolic->maxBlockEntries, 1);
+  symbolic->threadScratch = poolAllocate<double>(env->memory, entries);
+  if (symbolic->threadScratch == nullptr) return LA_NO_MEMORY;
+  symbolic->threadScratchBytes = static_cast<int64_t>(sizeof(double)) * entries;
   return LA_OK;
 }
 
@@ -60,7 +62,7 @@ int32_t analyze(int32_t n, const int32_t* colBegin, const int32_t* rowIndex, LAE
   if (status != LA_OK) return status;
   status = analyzeOrderedPattern(n, colBegin, rowIndex, numOffDiagonals, memory, env, *symbolic, *numeric);
   if (status != LA_OK) return status;
-  return allocateSerial(env, *symbolic);
+  return allocateFactor(env, *symbolic);
 }
 
 }  // namespace

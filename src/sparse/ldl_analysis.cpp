@@ -4,6 +4,7 @@
 
 #include "ordering/order_graph.h"
 #include "shell/pool.h"
+#include "sparse/blocked_setup.h"
 #include "sparse/constrained_ordering.h"
 #include "sparse/factor_memory.h"
 #include "sparse/pattern.h"
@@ -95,7 +96,7 @@ int32_t orderCompressed(int32_t n, const int32_t* colBegin, const int32_t* rowIn
   return LA_OK;
 }
 
-int32_t allocateSerial(LAEnv* env, SymbolicFactor* symbolic, NumericFactor* numeric) {
+int32_t allocateFactor(LAEnv* env, SymbolicFactor* symbolic, NumericFactor* numeric) {
   symbolic->lValues = poolAllocate<double>(env->memory, symbolic->numValues);
   if (symbolic->lValues == nullptr) return LA_NO_MEMORY;
   const int64_t threads = symbolic->numThreads;
@@ -103,11 +104,11 @@ int32_t allocateSerial(LAEnv* env, SymbolicFactor* symbolic, NumericFactor* nume
   if (numeric->packA == nullptr) return LA_NO_MEMORY;
   numeric->packB = poolAllocate<double>(env->memory, threads * kernelWidth * kernelWidth);
   if (numeric->packB == nullptr) return LA_NO_MEMORY;
-  const int64_t entries = std::max<int64_t>(
-      static_cast<int64_t>(symbolic->maxBlockEntries) + static_cast<int64_t>(symbolic->maxPanelEntries), 1);
-  double* scratch = poolAllocate<double>(env->memory, entries);
-  if (scratch == nullptr) return LA_NO_MEMORY;
-  symbolic->threadScratch = scratch;
+  if (symbolic->blocked != 0) return setUpBlockedLDL(env, symbolic);
+  const int64_t entries =
+      std::max<int64_t>(static_cast<int64_t>(symbolic->maxBlockEntries) + symbolic->maxPanelEntries, 1);
+  symbolic->threadScratch = poolAllocate<double>(env->memory, entries);
+  if (symbolic->threadScratch == nullptr) return LA_NO_MEMORY;
   symbolic->threadScratchBytes = static_cast<int64_t>(sizeof(double)) * entries;
   return LA_OK;
 }
@@ -128,7 +129,7 @@ int32_t analyze(int32_t n, const int32_t* colBegin, const int32_t* rowIndex, LAE
   if (status != LA_OK) return status;
   status = analyzeOrderedPattern(n, colBegin, rowIndex, numOffDiagonals, memory, env, *symbolic, *numeric);
   if (status != LA_OK) return status;
-  return allocateSerial(env, *symbolic, *numeric);
+  return allocateFactor(env, *symbolic, *numeric);
 }
 
 }  // namespace
