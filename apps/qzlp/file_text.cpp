@@ -109,7 +109,11 @@ bool isText(const std::string& text) {
 }  // namespace
 
 std::string readFileText(const std::string& path) {
-  std::string text = readBytes(path);
+  return decompressedText(readBytes(path));
+}
+
+std::string decompressedText(std::string bytes) {
+  std::string text = std::move(bytes);
   if (text.compare(0, 2, "\x1f\x8b") == 0) {
     text = inflateGzip(text);
   } else if (text.compare(0, 3, "BZh") == 0) {

@@ -15,4 +15,7 @@ class ModelFileError : public std::runtime_error {
 // The whole file, decompressed. Throws ModelFileError when it can't be read, is cut short, is empty, or isn't text.
 std::string readFileText(const std::string& path);
 
+// The same for the bytes of a file.
+std::string decompressedText(std::string bytes);
+
 }  // namespace qzlpApp

@@ -222,13 +222,13 @@ class LpParser {
   Expression readExpression() {
     Expression sum;
     for (;;) {
-      if (at().kind == Token::bracket) failHere("quadratic models are not read yet");
       if (!sum.empty && at().kind != Token::sign) break;
       if (peekHeader().section != Section::none) break;
       double factor = 1.0;
       const bool hasSign = at().kind == Token::sign;
       for (; at().kind == Token::sign; ++position_)
         if (at().text == "-") factor = -factor;
+      if (at().kind == Token::bracket) failHere("quadratic models are not read yet");
       const bool hasNumber = at().kind == Token::number;
       if (hasNumber) factor *= at().value;
       if (hasNumber) ++position_;
@@ -295,6 +295,32 @@ class LpParser {
     return tokens_[position_++].text[0];
   }
 
+  // A number, signs before it, and a comparison behind it.
+  bool sideComesFirst() const {
+    size_t ahead = 0;
+    while (at(ahead).kind == Token::sign) ++ahead;
+    double value = 0.0;
+    const bool number = at(ahead).kind == Token::number ||
+                        (at(ahead).kind == Token::name && parseNumberOrInfinity(at(ahead).text, value));
+    return number && at(ahead + 1).kind == Token::compare;
+  }
+
+  // number <= terms, or number <= terms <= number.
+  void readSidedConstraint(const std::string& name) {
+    const double side = readNumber();
+    const char first = readCompare();
+    const Expression sum = readExpression();
+    if (sum.terms.empty()) failHere("a constraint without a variable");
+    if (at().kind != Token::compare) {
+      addRow(name, sum, first == '<' ? '>' : first == '>' ? '<' : '=', side);
+      return;
+    }
+    const char second = readCompare();
+    if (second != first || first == '=') failHere("the two comparisons of a range must point the same way");
+    const double other = readNumber();
+    addRange(name, sum, first == '<' ? side : other, first == '<' ? other : side);
+  }
+
   void readConstraint() {
     std::string name;
     if (at().kind == Token::name && at(1).kind == Token::colon) {
@@ -303,30 +329,14 @@ class LpParser {
       if (!rowNames_.insert(name).second) failHere("constraint '" + name + "' appears twice");
       if (at().kind == Token::colon) failHere("unexpected ':'");
     }
-    const size_t begin = position_;
-    Expression left = readExpression();
-    if (left.empty) failHere("expected a constraint instead of '" + at().text + "'");
-    const char first = readCompare();
-    const bool sideFirst = left.terms.empty();
-    if (!sideFirst) {
-      addRow(name, left, first, readNumber());
-      if (at().kind == Token::compare) failHere("a constraint has one side or the form number <= terms <= number");
+    if (sideComesFirst()) {
+      readSidedConstraint(name);
     } else {
-      position_ = begin;
-      const double side = readNumber();
-      if (at().kind != Token::compare) failHere("expected <=, >= or = instead of '" + at().text + "'");
-      ++position_;
-      const Expression middle = readExpression();
-      if (middle.terms.empty()) failHere("a constraint without a variable");
-      const char mirrored = first == '<' ? '>' : first == '>' ? '<' : '=';
-      if (at().kind != Token::compare) {
-        addRow(name, middle, mirrored, side);
-      } else {
-        const char second = readCompare();
-        if (second != first || first == '=') failHere("the two comparisons of a range must point the same way");
-        const double other = readNumber();
-        addRange(name, middle, first == '<' ? side : other, first == '<' ? other : side);
-      }
+      const Expression sum = readExpression();
+      if (sum.terms.empty()) failHere(joined("expected a constraint instead of '", at().text, "'"));
+      const char compare = readCompare();
+      addRow(name, sum, compare, readNumber());
+      if (at().kind == Token::compare) failHere("a constraint has one side or the form number <= terms <= number");
     }
     if (!at().startsLine && at().kind != Token::end && !(at().kind == Token::name && at(1).kind == Token::colon))
       failHere("unexpected '" + at().text + "' behind a constraint");

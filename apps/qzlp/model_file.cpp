@@ -266,8 +266,11 @@ qzlp_model ModelFile::view() const {
 }
 
 ModelFile readModelFile(const std::string& path) {
-  const std::string bytes = readFileText(path);
-  const TextModel text = isLpFile(path, bytes) ? parseLp(bytes) : parseMps(bytes);
+  return readModelText(path, readFileText(path));
+}
+
+ModelFile readModelText(const std::string& path, const std::string& content) {
+  const TextModel text = isLpFile(path, content) ? parseLp(content) : parseMps(content);
   size_t numEntry = 0;
   for (const TextColumn& column : text.columns) numEntry += column.entries.size();
   if (text.rows.size() > mostEntries || text.columns.size() > mostEntries || numEntry > mostEntries)

@@ -34,4 +34,7 @@ struct ModelFile {
 // ModelFileError, whose words follow "FILE: ".
 ModelFile readModelFile(const std::string& path);
 
+// The same for the decompressed text of the file of that name.
+ModelFile readModelText(const std::string& path, const std::string& content);
+
 }  // namespace qzlpApp

@@ -1,0 +1,492 @@
+// Reading of model files: what a file says is what the solver gets, and what is wrong with a file is told in words.
+#include "qzlp/model_file.h"
+
+#include <bzlib.h>
+#include <gtest/gtest.h>
+#include <zlib.h>
+
+#include <cmath>
+#include <filesystem>
+#include <limits>
+
+#include "models/generators.h"
+#include "models/linear_program.h"
+#include "qzlp/temporary_file.h"
+
+namespace {
+
+using qzlpApp::ModelFile;
+using qzlpApp::ModelFileError;
+using qztest::TemporaryFile;
+
+constexpr double none = std::numeric_limits<double>::infinity();
+
+ModelFile readText(const std::string& text, const std::string& ending = ".mps") {
+  return qzlpApp::readModelText(std::string("model").append(ending), qzlpApp::decompressedText(text));
+}
+
+// The words of the error, or "" when the file is read.
+std::string errorOf(const std::string& text, const std::string& ending = ".mps") {
+  try {
+    (void)readText(text, ending);
+    return {};
+  } catch (const ModelFileError& error) {
+    return error.what();
+  }
+}
+
+std::string fileText(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+std::string example(const std::string& name) {
+  return std::string(QZ_EXAMPLES "/").append(name);
+}
+
+const char* const head =
+    "NAME T\n"
+    "ROWS\n"
+    " N COST\n"
+    " L R1\n"
+    " G R2\n"
+    " E R3\n"
+    "COLUMNS\n"
+    " X COST 1 R1 2\n"
+    " X R2 3\n"
+    " Y R1 4 R3 5\n";
+
+std::string mps(const std::string& rest) {
+  return std::string(head).append(rest);
+}
+
+TEST(MpsFile, RowsColumnsAndSides) {
+  const ModelFile model = readText(mps("RHS\n S R1 10 R2 2\n S R3 7\nENDATA\n"));
+  EXPECT_EQ(model.objSense, 1);
+  EXPECT_EQ(model.rowNames, (std::vector<std::string>{"R1", "R2", "R3"}));
+  EXPECT_EQ(model.colNames, (std::vector<std::string>{"X", "Y"}));
+  EXPECT_EQ(model.rowSense, (std::vector<char>{'L', 'G', 'E'}));
+  EXPECT_EQ(model.rhs, (std::vector<double>{10.0, 2.0, 7.0}));
+  EXPECT_EQ(model.obj, (std::vector<double>{1.0, 0.0}));
+  EXPECT_EQ(model.colBegin, (std::vector<int32_t>{0, 2, 4}));
+  EXPECT_EQ(model.rowIndex, (std::vector<int32_t>{0, 1, 0, 2}));
+  EXPECT_EQ(model.matValue, (std::vector<double>{2.0, 3.0, 4.0, 5.0}));
+  EXPECT_EQ(model.lower, (std::vector<double>{0.0, 0.0}));
+  EXPECT_EQ(model.upper, (std::vector<double>{none, none}));
+  EXPECT_TRUE(model.notes.empty());
+}
+
+TEST(MpsFile, TheObjectivesSideIsMinusItsConstant) {
+  EXPECT_EQ(readText(mps("RHS\n S COST -4\nENDATA\n")).objConstant, 4.0);
+}
+
+TEST(MpsFile, SenseOfTheObjective) {
+  const std::string body = std::string(head).substr(std::string("NAME T\n").size()).append("ENDATA\n");
+  for (const char* maximise : {"OBJSENSE\n    MAX\n", "OBJSENSE\n MAXIMIZE\n", "OBJSENSE MAX\n", "MAX\n"})
+    EXPECT_EQ(readText(std::string("NAME T\n").append(maximise).append(body)).objSense, -1) << maximise;
+  for (const char* minimise : {"OBJSENSE\n    MIN\n", "OBJSENSE MINIMIZE\n"})
+    EXPECT_EQ(readText(std::string("NAME T\n").append(minimise).append(body)).objSense, 1) << minimise;
+  EXPECT_NE(errorOf(std::string("NAME T\nOBJSENSE\n UP\n").append(body)).find("line 3"), std::string::npos);
+}
+
+TEST(MpsFile, RangesWidenARowByItsSense) {
+  // L: [rhs - |r|, rhs]; G: [rhs, rhs + |r|]; E: [rhs, rhs + r] or [rhs + r, rhs] by the sign of r.
+  ModelFile model = readText(mps("RHS\n S R1 10 R2 2\n S R3 7\nRANGES\n R R1 3 R2 -4\n R R3 5\nENDATA\n"));
+  EXPECT_EQ(model.rowSense, (std::vector<char>{'R', 'R', 'R'}));
+  EXPECT_EQ(model.rhs, (std::vector<double>{10.0, 6.0, 12.0}));
+  EXPECT_EQ(model.range, (std::vector<double>{3.0, 4.0, 5.0}));
+  model = readText(mps("RHS\n S R3 7\nRANGES\n R R3 -5\nENDATA\n"));
+  EXPECT_EQ(model.rhs[2], 7.0);
+  EXPECT_EQ(model.range[2], 5.0);
+  model = readText(mps("RANGES\n R R1 3\nRHS\n S R1 10\nENDATA\n"));  // sections in another order
+  EXPECT_EQ(model.rhs[0], 10.0);
+  EXPECT_EQ(model.range[0], 3.0);
+}
+
+struct BoundCase {
+  const char* lines;
+  double lower, upper;
+};
+
+TEST(MpsFile, Bounds) {
+  const BoundCase cases[] = {{" UP B X 4\n", 0.0, 4.0},
+                             {" LO B X 4\n", 4.0, none},
+                             {" FX B X 4\n", 4.0, 4.0},
+                             {" FR B X\n", -none, none},
+                             {" MI B X\n", -none, none},
+                             {" MI B X\n UP B X 3\n", -none, 3.0},
+                             {" UP B X 3\n PL B X\n", 0.0, none},
+                             {" BV B X\n", 0.0, 1.0},
+                             {" LI B X 2\n UI B X 8\n", 2.0, 8.0},
+                             {" SC B X 8\n", 0.0, 8.0},
+                             {" UP B X 1e30\n LO B X -1e30\n", -1e30, 1e30},
+                             {" UP B X inf\n LO B X -Infinity\n", -none, none},
+                             {" UP B X -2\n", -none, -2.0},
+                             {" LO B X -5\n UP B X -2\n", -5.0, -2.0},
+                             {" UP X 4\n", 0.0, 4.0},
+                             {" UP B X 4\n UP B X 5\n", 0.0, 5.0},
+                             {" LO B X 5\n UP B X 2\n", 5.0, 2.0},
+                             {" UP B X 2\n LO B X 5\n", 5.0, 2.0},
+                             {" UP B X 1.5D1\n", 0.0, 15.0},
+                             {" UP B X 4\n UP C X 9\n", 0.0, 4.0}};
+  for (const BoundCase& one : cases) {
+    SCOPED_TRACE(one.lines);
+    const ModelFile model = readText(mps(std::string("BOUNDS\n").append(one.lines).append("ENDATA\n")));
+    EXPECT_EQ(model.lower[0], one.lower);
+    EXPECT_EQ(model.upper[0], one.upper);
+  }
+}
+
+TEST(MpsFile, MoreCrossedBoundsThanTheReaderToleratesErrors) {
+  std::string text = "NAME T\nROWS\n N C\n L R\nCOLUMNS\n";
+  std::string bounds = "BOUNDS\n";
+  for (int j = 0; j < 300; ++j) {
+    const std::string name = std::string("X").append(std::to_string(j));
+    text.append(" ").append(name).append(" C 1 R 1\n");
+    bounds.append(" LO B ").append(name).append(" 5\n UP B ").append(name).append(" 2\n");
+  }
+  const ModelFile model = readText(text.append(bounds).append("ENDATA\n"));
+  for (size_t j = 0; j < 300; ++j) {
+    EXPECT_EQ(model.lower[j], 5.0);
+    EXPECT_EQ(model.upper[j], 2.0);
+  }
+}
+
+TEST(MpsFile, IntegerColumnsAreRelaxedWithANote) {
+  const ModelFile model = readText(
+      "NAME T\nROWS\n N C\n L R\nCOLUMNS\n M 'MARKER' 'INTORG'\n X C 1 R 1\n M 'MARKER' 'INTEND'\n Y C 1 R 1\n"
+      "BOUNDS\n SC B Y 4\nENDATA\n");
+  ASSERT_EQ(model.notes.size(), 2U);
+  EXPECT_EQ(model.notes[0], "1 integer column(s) solved as continuous");
+  EXPECT_EQ(model.notes[1], "1 semi-continuous column(s) solved as continuous");
+}
+
+TEST(MpsFile, FreeRowsBehindTheObjectiveAreLeftOutWithANote) {
+  const ModelFile model =
+      readText("NAME T\nROWS\n N C\n N D\n L R\nCOLUMNS\n X C 1 D 5\n X R 1\nRHS\n S D 4 R 2\nENDATA\n");
+  EXPECT_EQ(model.numRow(), 1);
+  EXPECT_EQ(model.numCoef(), 1);
+  EXPECT_EQ(model.rhs[0], 2.0);
+  EXPECT_EQ(model.notes.size(), 1U);
+}
+
+TEST(MpsFile, NamesWithBlanksInTheFixedFormat) {
+  const ModelFile model = readText(
+      "NAME          T\n"
+      "ROWS\n"
+      " N  COST\n"
+      " L  MY ROW\n"
+      " E  E1\n"
+      "COLUMNS\n"
+      "    X 1       COST               1.0   MY ROW             2.0\n"
+      "    X 1       E1                3.0\n"
+      "    Y         E1                4.0\n"
+      "RHS\n"
+      "    MY RHS    MY ROW            5.0\n"
+      "BOUNDS\n"
+      " UP MY BND    X 1               6.0\n"
+      "ENDATA\n");
+  EXPECT_EQ(model.colNames, (std::vector<std::string>{"X 1", "Y"}));
+  EXPECT_EQ(model.rowNames, (std::vector<std::string>{"MY ROW", "E1"}));
+  EXPECT_EQ(model.matValue, (std::vector<double>{2.0, 3.0, 4.0}));
+  EXPECT_EQ(model.rhs[0], 5.0);
+  EXPECT_EQ(model.upper[0], 6.0);
+}
+
+TEST(MpsFile, LongNamesTabsCarriageReturnsAndSetsWithoutName) {
+  const std::string name(300, 'a');
+  std::string text = "NAME T FREE\r\nROWS\r\n N\tC\r\n L\t";
+  text.append(name).append("\r\nCOLUMNS\r\n X\tC\t1\t").append(name).append("\t2\r\nRHS\r\n ");
+  text.append(name).append(" 4\r\nENDATA\r\n");
+  const ModelFile model = readText(text);
+  EXPECT_EQ(model.rowNames[0], name);
+  EXPECT_EQ(model.rhs[0], 4.0);
+}
+
+TEST(MpsFile, WithoutColumnsOrRows) {
+  const ModelFile noColumns =
+      readText("NAME T\nROWS\n N C\n L R\n E S\nCOLUMNS\nRHS\n S R 4 S 1\nRANGES\n R R 3 S -2\nENDATA\n");
+  EXPECT_EQ(noColumns.numCol(), 0);
+  EXPECT_EQ(noColumns.rowSense, (std::vector<char>{'R', 'R'}));
+  EXPECT_EQ(noColumns.rhs, (std::vector<double>{4.0, 1.0}));
+  EXPECT_EQ(noColumns.range, (std::vector<double>{3.0, 2.0}));
+  const ModelFile noRows = readText("NAME T\nROWS\n N C\nCOLUMNS\n X C 2\nBOUNDS\n UP B X 4\nENDATA\n");
+  EXPECT_EQ(noRows.numRow(), 0);
+  EXPECT_EQ(noRows.obj, (std::vector<double>{2.0}));
+  EXPECT_EQ(noRows.upper, (std::vector<double>{4.0}));
+}
+
+TEST(MpsFile, ZerosAreLeftOut) {
+  EXPECT_EQ(readText(mps(" Y R2 0\nENDATA\n")).numCoef(), 4);
+}
+
+struct ErrorCase {
+  std::string text;
+  const char* words;
+};
+
+TEST(MpsFile, Errors) {
+  const ErrorCase cases[] = {
+      {"", "is empty"},
+      {" \n\n", "is empty"},
+      {"hello world\n", "line 1: unknown section 'hello'"},
+      {"NAME T\nROWS\n N C\n", "COLUMNS"},
+      {mps("RHS\n S R1 4\n"), "ends without ENDATA (truncated file?)"},
+      {mps("RHS\n S R9 4\nENDATA\n"), "line 12: row 'R9' is not in the ROWS section"},
+      {mps(" Z R1 4x\nENDATA\n"), "line 11"},
+      {mps(" Z R1\nENDATA\n"), "line 11"},
+      {mps(" Z R1 nan\nENDATA\n"), "line 11"},
+      {mps(" Z R1 1e25\nENDATA\n"), "too large"},
+      {mps(" Z R1 1e999\nENDATA\n"), "too large"},
+      {mps(" Z R1 1 R1 2\nENDATA\n"), "row 'R1' appears twice in column 'Z'"},
+      {mps(" X R1 1\nENDATA\n"), "column 'X' appears twice"},
+      {mps("RHS\n S R1 4\n S R1 5\nENDATA\n"), "second right-hand side"},
+      {mps("RANGES\n S R1 4\n S R1 5\nENDATA\n"), "second range"},
+      {mps("BOUNDS\n UP B X\nENDATA\n"), "line 12: a bound is"},
+      {mps("BOUNDS\n UP B Q 4\nENDATA\n"), "column 'Q' is not in the COLUMNS section"},
+      {mps("BOUNDS\n ZZ B X 4\nENDATA\n"), "unknown type of bound 'ZZ'"},
+      {mps("BOUNDS\n UP B X 4z\nENDATA\n"), "'4z' is not a number"},
+      {mps("BOUNDS\n FX B X inf\nENDATA\n"), "fixed at infinity"},
+      {mps("FOO\n a b\nENDATA\n"), "line 11: unknown section 'FOO'"},
+      {mps("QUADOBJ\n X X 1\nENDATA\n"), "line 11: section QUADOBJ: quadratic models are not read yet"},
+      {mps("QMATRIX\nENDATA\n"), "quadratic"},
+      {mps("QSECTION\nENDATA\n"), "quadratic"},
+      {mps("RHS\n S R3 1e30\nENDATA\n"), "infinite side"},
+      {"NAME\nROWS\n N C\n L R\n L R\nCOLUMNS\nENDATA\n", "row 'R' appears twice"},
+      {"NAME\nROWS\n N C\n Q R\nCOLUMNS\nENDATA\n", "not 'Q'"},
+      {"NAME\nCOLUMNS\nENDATA\n", "COLUMNS before ROWS"},
+      {"NAME\n x y\nENDATA\n", "data outside of a section"},
+      {std::string("NAME\nROWS\n N C\0\n", 17), "is not a text file"},
+      {"\x7f"
+       "ELF\x01\x02",
+       "is not a text file"},
+  };
+  for (const ErrorCase& one : cases) {
+    const std::string error = errorOf(one.text);
+    EXPECT_NE(error.find(one.words), std::string::npos) << one.text << "\ngave: " << error;
+    EXPECT_EQ(error.find('\n'), std::string::npos) << "one line";
+  }
+}
+
+TEST(LpFile, SectionsSignsAndNames) {
+  const ModelFile model = readText(
+      "\\ a comment\n"
+      "Maximize\n"
+      " obj: 3 x + 2y - 1.5e1 z + 5 \\ another\n"
+      "Subject To\n"
+      " c1: x + y + z <= 10\n"
+      " x - y => -2\n"
+      " c3: -2 <= x + z <= 8\n"
+      " c4: y + z = 4\n"
+      " c5: 5 >= x + x - - z\n"
+      "Bounds\n"
+      " x <= 4\n"
+      " -5 <= y <= 7\n"
+      " z free\n"
+      " -inf <= w <= 3\n"
+      "End\n",
+      ".lp");
+  EXPECT_EQ(model.objSense, -1);
+  EXPECT_EQ(model.objConstant, 5.0);
+  EXPECT_EQ(model.colNames, (std::vector<std::string>{"x", "y", "z", "w"}));
+  EXPECT_EQ(model.obj, (std::vector<double>{3.0, 2.0, -15.0, 0.0}));
+  EXPECT_EQ(model.rowNames, (std::vector<std::string>{"c1", "R2", "c3", "c4", "c5"}));
+  EXPECT_EQ(model.rowSense, (std::vector<char>{'L', 'G', 'R', 'E', 'L'}));
+  EXPECT_EQ(model.rhs, (std::vector<double>{10.0, -2.0, 8.0, 4.0, 5.0}));
+  EXPECT_EQ(model.range[2], 10.0);
+  EXPECT_EQ(model.lower, (std::vector<double>{0.0, -5.0, -none, -none}));
+  EXPECT_EQ(model.upper, (std::vector<double>{4.0, 7.0, none, 3.0}));
+  EXPECT_EQ(model.colBegin, (std::vector<int32_t>{0, 4, 7, 11, 11}));
+  EXPECT_EQ(model.matValue[3], 2.0);   // x + x
+  EXPECT_EQ(model.matValue[10], 1.0);  // - - z
+}
+
+TEST(LpFile, ConstantsOnTheLeftMoveToTheSide) {
+  const ModelFile model = readText("min\n x\nst\n x + 3 >= 5\n -1 <= x + 2 <= 4\nend\n", ".lp");
+  EXPECT_EQ(model.rhs, (std::vector<double>{2.0, 2.0}));
+  EXPECT_EQ(model.range[1], 5.0);
+}
+
+TEST(LpFile, KindsOfVariablesAreRelaxedWithNotes) {
+  const ModelFile model = readText(
+      "min\n x + y + z\nst\n x + y + z >= 1\nBounds\n z <= 9\nGeneral\n x\nBinary\n y\nSemi-continuous\n z\nEnd\n",
+      ".lp");
+  EXPECT_EQ(model.notes.size(), 2U);
+  EXPECT_EQ(model.upper, (std::vector<double>{none, 1.0, 9.0}));
+}
+
+TEST(LpFile, CrossedSidesAndBoundsAreNoErrors) {
+  const ModelFile model = readText("min\n x\nst\n r: 5 <= x + y <= 3\nBounds\n x >= 4\n x <= 2\nEnd\n", ".lp");
+  EXPECT_EQ(model.rowSense, (std::vector<char>{'L', 'G'}));
+  EXPECT_EQ(model.rhs, (std::vector<double>{3.0, 5.0}));
+  EXPECT_EQ(model.lower[0], 4.0);
+  EXPECT_EQ(model.upper[0], 2.0);
+}
+
+TEST(LpFile, InfiniteSidesOfRanges) {
+  const ModelFile model = readText("min\n x\nst\n -inf <= x + y <= 3\n 2 <= x - y <= 1e30\nEnd\n", ".lp");
+  EXPECT_EQ(model.rowSense, (std::vector<char>{'L', 'G'}));
+}
+
+TEST(LpFile, ObjectiveWithoutTerms) {
+  EXPECT_EQ(readText("Minimize\n obj:\nSubject To\n c: x >= 1\nEnd\n", ".lp").obj[0], 0.0);
+}
+
+TEST(LpFile, FoundOutByItsFirstWord) {
+  EXPECT_EQ(readText("Minimize\n obj: x\nSubject To\n c: x >= 1\nEnd\n", ".model").rhs[0], 1.0);
+  EXPECT_EQ(readText("\\ comment\nmax\n x\nst\n c: x <= 1\nEnd\n", "").objSense, -1);
+  EXPECT_EQ(readText(mps("ENDATA\n"), "").numRow(), 3);
+}
+
+TEST(LpFile, Errors) {
+  const ErrorCase cases[] = {
+      {"", "is empty"},
+      {"hello world\n", "line 1: an LP file begins with Minimize or Maximize, not 'hello'"},
+      {"min\n x + y\n", "ends behind the objective (truncated file?)"},
+      {"min\n x + y\nst\n", "ends without End (truncated file?)"},
+      {"min\n x + y\nst\n x >= 2\n", "ends without End"},
+      {"min\n x + y\nst\n x >=\nEnd\n", "line 5: expected a number instead of 'End'"},
+      {"min\n x + y\nst\n x +\nEnd\n", "expected a number or a name"},
+      {"min\n x + y\nst\n x + y\nEnd\n", "expected <=, >= or ="},
+      {"min\n x + y\nst\n x >= y\nEnd\n", "line 4: expected a number instead of 'y'"},
+      {"min\n x + y\nst\n x >= 2 y\nEnd\n", "line 4: unexpected 'y' behind a constraint"},
+      {"min\n x + y\nst\n 1 <= x >= 2\nEnd\n", "must point the same way"},
+      {"min\n x + y\nst\n c: x >= 2\n c: y >= 2\nEnd\n", "constraint 'c' appears twice"},
+      {"min\n [ x^2 ] / 2\nst\n x >= 2\nEnd\n", "line 2: quadratic"},
+      {"min\n x + [ x^2 ] / 2\nst\n x >= 2\nEnd\n", "line 2: quadratic"},
+      {"min\n x\nst\n x ^ 2 >= 2\nEnd\n", "line 4: quadratic"},
+      {"min\n x\nst\n x >= 2\nBounds\n x 4\nEnd\n", "expected a bound"},
+      {"min\n x\nst\n x >= 2\nBounds\n x = inf\nEnd\n", "fixed at infinity"},
+      {"min\n x\nst\n x >= 2\nGeneral\n q\nEnd\n", "variable 'q' is not in the model"},
+      {"min\n x\nst\n x >= 2\nSOS1\n s: x:1\nEnd\n", "is not read"},
+      {"min\n 1e25 x\nst\n x >= 2\nEnd\n", "too large"},
+      {"min\n x\nEnd\n", "expected Subject To"},
+      {"min\n x <> y\nst\n x >= 2\nEnd\n", "line 2"},
+  };
+  for (const ErrorCase& one : cases) {
+    const std::string error = errorOf(one.text, ".lp");
+    EXPECT_NE(error.find(one.words), std::string::npos) << one.text << "\ngave: " << error;
+    EXPECT_EQ(error.find('\n'), std::string::npos) << "one line";
+  }
+}
+
+TEST(AnyFile, OnDisk) {
+  EXPECT_EQ(qzlpApp::readModelFile(example("diet.mps")).numCol(), 3);
+  const TemporaryFile packed(".lp.gz", fileText(example("workshop.lp")));
+  EXPECT_EQ(qzlpApp::readModelFile(packed.path()).numCol(), 2) << "not compressed in spite of its name";
+}
+
+TEST(AnyFile, AMissingFileAndAFolder) {
+  EXPECT_THROW((void)qzlpApp::readModelFile("/nowhere/at/all.mps"), ModelFileError);
+  EXPECT_THROW((void)qzlpApp::readModelFile("/tmp"), ModelFileError);
+}
+
+std::string gzipped(const std::string& text) {
+  const TemporaryFile file(".gz");
+  gzFile out = gzopen(file.path().c_str(), "wb");
+  gzwrite(out, text.data(), static_cast<unsigned>(text.size()));
+  gzclose(out);
+  return file.read();
+}
+
+std::string bzipped(std::string text) {
+  std::string packed(text.size() + 1000, '\0');
+  auto size = static_cast<unsigned>(packed.size());
+  EXPECT_EQ(BZ2_bzBuffToBuffCompress(packed.data(), &size, text.data(), static_cast<unsigned>(text.size()), 9, 0, 0),
+            BZ_OK);
+  packed.resize(size);
+  return packed;
+}
+
+TEST(CompressedFile, GzipAndBzip2WholeAndCutShort) {
+  const std::string text = fileText(example("diet.mps"));
+  for (const std::string& packed : {gzipped(text), bzipped(text)}) {
+    EXPECT_EQ(readText(packed, ".mps").numCol(), 3) << "by the first bytes, not by the name";
+    EXPECT_EQ(readText(packed, ".mps.gz").numCol(), 3);
+    EXPECT_EQ(errorOf(packed + packed), "") << "members one behind the other";
+    for (size_t size = 4; size + 1 < packed.size(); size += 7)
+      EXPECT_NE(errorOf(packed.substr(0, size)), "") << "cut to " << size << " bytes";
+    std::string damaged = packed;
+    damaged[packed.size() / 2] = static_cast<char>(damaged[packed.size() / 2] ^ 0x55);
+    EXPECT_NE(errorOf(damaged), "");
+  }
+  EXPECT_EQ(readText(gzipped(fileText(example("workshop.lp"))), ".lp.gz").numCol(), 2);
+}
+
+TEST(DamagedFile, CutShortAtEveryByteItIsAnErrorAndNoCrash) {
+  for (const char* name : {"diet.mps", "transport.mps", "shortage.mps", "production.lp", "workshop.lp"}) {
+    const std::string text = fileText(example(name));
+    const std::string ending = std::string(name).substr(std::string(name).find('.'));
+    const size_t last = text.find(ending == ".lp" ? "\nEnd" : "\nENDATA");
+    for (size_t size = 0; size <= last + 1; ++size)
+      EXPECT_NE(errorOf(text.substr(0, size), ending), "") << name << " cut to " << size << " bytes";
+  }
+}
+
+TEST(DamagedFile, RandomEditsNeverCrash) {
+  models::Random random(20240229);
+  for (const char* name : {"diet.mps", "transport.mps", "shortage.mps", "production.lp", "workshop.lp"}) {
+    const std::string text = fileText(example(name));
+    const std::string ending = std::string(name).substr(std::string(name).find('.'));
+    int refused = 0;
+    for (int trial = 0; trial < 2000; ++trial) {
+      std::string edited = text;
+      for (int edit = random.whole(1, 3); edit > 0; --edit) {
+        const auto place = static_cast<size_t>(random.whole(0, static_cast<int>(edited.size()) - 1));
+        const auto count = static_cast<size_t>(random.whole(1, 40));
+        switch (random.whole(0, 4)) {
+          case 0:
+            edited[place] = static_cast<char>(random.whole(0, 255));
+            break;
+          case 1:
+            edited.erase(place, count);
+            break;
+          case 2:
+            edited.insert(place, edited.substr(static_cast<size_t>(random.whole(0, static_cast<int>(place))), count));
+            break;
+          case 3:
+            edited[place] = "\n \t+-.eE0919<>=:*[]'"[random.whole(0, 19)];
+            break;
+          default:
+            edited.insert(place, count, edited[place]);
+        }
+        if (edited.empty()) edited.push_back(' ');
+      }
+      refused += errorOf(edited, ending).empty() ? 0 : 1;
+    }
+    EXPECT_GT(refused, 200) << name;
+  }
+}
+
+// The decimal conversion of CoinUtils may be off by last bits, by others for another way to write the same number.
+void expectClose(const std::vector<double>& a, const std::vector<double>& b) {
+  ASSERT_EQ(a.size(), b.size());
+  for (size_t i = 0; i < a.size(); ++i) EXPECT_DOUBLE_EQ(a[i], b[i]);
+}
+
+TEST(Collections, TheReadingAgreesWithThatOfCoinUtilsAlone) {
+  const char* data = std::getenv("QZ_TEST_DATA");
+  if (data == nullptr) GTEST_SKIP() << "QZ_TEST_DATA does not name the folder of the model collections";
+  int count = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(std::string(data).append("/lp/netlib"))) {
+    if (entry.file_size() > 60000) continue;
+    SCOPED_TRACE(entry.path().string());
+    const ModelFile model = qzlpApp::readModelFile(entry.path().string());
+    const models::LinearProgram other = models::readMpsFile(entry.path().string());
+    ASSERT_EQ(model.numRow(), other.numRow());
+    ASSERT_EQ(model.numCol(), other.numCol());
+    EXPECT_DOUBLE_EQ(model.objConstant, other.constant);
+    expectClose(model.obj, other.cost);
+    EXPECT_EQ(model.colBegin, other.colBegin);
+    EXPECT_EQ(model.rowIndex, other.rowIndex);
+    expectClose(model.matValue, other.value);
+    for (size_t j = 0; j < other.cost.size(); ++j) {
+      EXPECT_DOUBLE_EQ(model.lower[j] <= -1e20 ? -none : model.lower[j], other.lower[j]);
+      EXPECT_DOUBLE_EQ(model.upper[j] >= 1e20 ? none : model.upper[j], other.upper[j]);
+    }
+    ++count;
+  }
+  EXPECT_GT(count, 20);
+}
+
+}  // namespace
