@@ -72,8 +72,8 @@ int solve(const Arguments& arguments, const ModelFile& model, double readTime) {
   if (prepared != exitOptimal) return prepared;
 
   const bool talks = !arguments.json && arguments.printLevel > 0;
-  if (talks) printModel(arguments.file, model);
   catchInterrupts();
+  if (talks) printModel(arguments.file, model);
   if (qzlp_solve(lp.get()) != QZLP_OK) complain(qzlp_error(lp.get()));
 
   Outcome outcome;

@@ -1,0 +1,299 @@
+// The program as its users see it: exit codes, standard output, standard error, files.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <csignal>
+#include <nlohmann/json.hpp>
+#include <set>
+#include <sstream>
+
+#include "models/generators.h"
+#include "qzlp/program.h"
+#include "qzlp/temporary_file.h"
+
+namespace {
+
+using qztest::ProgramRun;
+using qztest::TemporaryFile;
+
+std::string example(const std::string& name) {
+  return std::string(QZ_EXAMPLES "/").append(name);
+}
+
+ProgramRun qzlp(const std::vector<std::string>& arguments) {
+  return qztest::run(QZLP_PROGRAM, arguments);
+}
+
+nlohmann::json jsonOf(const ProgramRun& result) {
+  const nlohmann::json object = nlohmann::json::parse(result.out, nullptr, false);
+  EXPECT_TRUE(object.is_object()) << result.out;
+  return object;
+}
+
+bool isOneLine(const std::string& text) {
+  return !text.empty() && text.find('\n') == text.size() - 1;
+}
+
+TEST(Program, ShowsSizeTableAndSummary) {
+  const ProgramRun result = qzlp({example("diet.mps")});
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_EQ(result.err, "");
+  EXPECT_NE(result.out.find("2 rows, 3 columns, 6 nonzeros"), std::string::npos) << result.out;
+  EXPECT_NE(result.out.find("Status                optimal (1)"), std::string::npos) << result.out;
+  EXPECT_NE(result.out.find("Objective             19"), std::string::npos) << result.out;
+}
+
+TEST(Program, ShowsTheIterationTableAtPrintLevelTwoOnly) {
+  const std::string header = "Iter";
+  const std::string file = example("transport.mps");
+  EXPECT_NE(qzlp({file}).out.find(header), std::string::npos);
+  EXPECT_EQ(qzlp({"--print-level", "1", file}).out.find(header), std::string::npos);
+  EXPECT_EQ(qzlp({"--log-frequency", "0", file}).out.find(header), std::string::npos);
+  EXPECT_EQ(qzlp({"--print-level", "0", file}).out, "");
+  EXPECT_EQ(qzlp({"--print-level", "0", file}).exitCode, 0);
+}
+
+TEST(Program, JsonIsOneObjectAndNothingElse) {
+  const ProgramRun result = qzlp({"--json", example("workshop.lp")});
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_EQ(result.err, "");
+  const nlohmann::json object = jsonOf(result);
+  const std::set<std::string> keys{"file",         "status",       "statusName",  "objective",  "iterations",
+                                   "primalInfeas", "dualInfeas",   "boundInfeas", "dualityGap", "complementarity",
+                                   "rows",         "columns",      "nonzeros",    "method",     "threads",
+                                   "readTime",     "presolveTime", "totalTime"};
+  std::set<std::string> found;
+  for (const auto& [key, value] : object.items()) found.insert(key);
+  EXPECT_EQ(found, keys);
+  EXPECT_EQ(object["file"], example("workshop.lp"));
+  EXPECT_EQ(object["status"], 1);
+  EXPECT_EQ(object["statusName"], "optimal");
+  EXPECT_NEAR(object["objective"].get<double>(), 44.0, 1e-4);
+  EXPECT_EQ(object["rows"], 3);
+  EXPECT_EQ(object["columns"], 2);
+  EXPECT_EQ(object["nonzeros"], 6);
+  EXPECT_EQ(object["method"], "augmented");
+  EXPECT_GE(object["threads"].get<int>(), 1);
+  EXPECT_LE(object["primalInfeas"].get<double>(), 1e-6);
+  EXPECT_GE(object["totalTime"].get<double>(), object["presolveTime"].get<double>());
+}
+
+TEST(Program, ReportsMethodAndThreadsAsAsked) {
+  const nlohmann::json object =
+      jsonOf(qzlp({"--json", "--method", "normal", "--threads", "2", example("transport.mps")}));
+  EXPECT_EQ(object["method"], "normal");
+  EXPECT_EQ(object["threads"], 2);
+  EXPECT_NEAR(object["objective"].get<double>(), 245.0, 1e-3);
+}
+
+TEST(Program, SolvesTheExamplesInEveryWay) {
+  const struct {
+    const char* name;
+    double objective;
+  } examples[] = {{"diet.mps", 19.0}, {"transport.mps", 245.0}, {"production.lp", 2230.0}, {"workshop.lp", 44.0}};
+  const std::vector<std::vector<std::string>> ways{
+      {},
+      {"--method", "normal"},
+      {"--presolve", "0"},
+      {"--scaling", "row"},
+      {"--tol", "1e-8"},
+      {"--debug-level", "1", "--print-level", "0"},
+      {"--tol-primal", "1e-7", "--tol-dual", "1e-7", "--tol-optimality", "1e-7"}};
+  for (const auto& one : examples) {
+    for (std::vector<std::string> arguments : ways) {
+      std::string shown(one.name);
+      for (const std::string& argument : arguments) shown.append(" ").append(argument);
+      SCOPED_TRACE(shown);
+      arguments.insert(arguments.end(), {"--json", example(one.name)});
+      const ProgramRun result = qzlp(arguments);
+      EXPECT_EQ(result.exitCode, 0) << result.err;
+      EXPECT_NEAR(jsonOf(result)["objective"].get<double>(), one.objective, 1e-6 * (1.0 + one.objective));
+    }
+  }
+}
+
+TEST(Program, InfeasibleAndUnboundedExitWithTen) {
+  const ProgramRun infeasible = qzlp({"--json", example("shortage.mps")});
+  EXPECT_EQ(infeasible.exitCode, 10);
+  EXPECT_EQ(jsonOf(infeasible)["status"], 3);
+  const ProgramRun unbounded = qzlp({"--json", example("unbounded.lp")});
+  EXPECT_EQ(unbounded.exitCode, 10);
+  EXPECT_EQ(jsonOf(unbounded)["status"], 4);
+}
+
+TEST(Program, ALowerBoundAboveItsUpperBoundIsInfeasibleAndNoError) {
+  const TemporaryFile file(".mps",
+                           "NAME T\nROWS\n N C\n L R\nCOLUMNS\n X C 1 R 1\n Y C 1 R 1\nRHS\n S R 4\nBOUNDS\n LO B X 3\n"
+                           " UP B X 2\nENDATA\n");
+  const ProgramRun result = qzlp({"--json", file.path()});
+  EXPECT_EQ(result.exitCode, 10);
+  EXPECT_EQ(result.err, "");
+  EXPECT_EQ(jsonOf(result)["status"], 3);
+}
+
+TEST(Program, LimitsExitWithTwenty) {
+  const ProgramRun iterations = qzlp({"--json", "--max-iter", "0", example("transport.mps")});
+  EXPECT_EQ(iterations.exitCode, 20);
+  EXPECT_EQ(jsonOf(iterations)["status"], 7);
+  const ProgramRun time = qzlp({"--json", "--time-limit", "0", example("transport.mps")});
+  EXPECT_EQ(time.exitCode, 20);
+  EXPECT_EQ(jsonOf(time)["status"], 8);
+}
+
+struct SolutionLine {
+  std::string kind, name;
+  double value, dual;
+};
+
+std::vector<SolutionLine> readSolution(const std::string& text) {
+  std::vector<SolutionLine> lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) {
+    std::istringstream fields(line);
+    SolutionLine one;
+    fields >> one.kind >> one.name >> one.value >> one.dual;
+    EXPECT_FALSE(fields.fail()) << line;
+    lines.push_back(one);
+  }
+  return lines;
+}
+
+TEST(Program, WritesTheSolution) {
+  const TemporaryFile file(".sol");
+  EXPECT_EQ(qzlp({"--solution", file.path(), "--tol", "1e-9", example("diet.mps")}).exitCode, 0);
+  const std::vector<SolutionLine> lines = readSolution(file.read());
+  ASSERT_EQ(lines.size(), 5U);
+  const SolutionLine expected[] = {{"column", "OATS", 3.0, 0.0},
+                                   {"column", "MILK", 0.0, 4.0 - 6.0 / 3.0 - 5.0 / 6.0},
+                                   {"column", "EGGS", 2.0, 0.0},
+                                   {"row", "PROTEIN", 36.0, 1.0 / 3.0},
+                                   {"row", "ENERGY", 42.0, 1.0 / 6.0}};
+  for (size_t i = 0; i < lines.size(); ++i) {
+    EXPECT_EQ(lines[i].kind, expected[i].kind);
+    EXPECT_EQ(lines[i].name, expected[i].name);
+    EXPECT_NEAR(lines[i].value, expected[i].value, 1e-6);
+    EXPECT_NEAR(lines[i].dual, expected[i].dual, 1e-6);
+  }
+}
+
+TEST(Program, ASolutionOfAMaximisationHasDualsOfTheObjectiveAsWritten) {
+  const TemporaryFile file(".sol");
+  EXPECT_EQ(qzlp({"--solution", file.path(), "--tol", "1e-9", example("workshop.lp")}).exitCode, 0);
+  const std::vector<SolutionLine> lines = readSolution(file.read());
+  ASSERT_EQ(lines.size(), 5U);
+  EXPECT_NEAR(lines[0].value, 4.0, 1e-6);
+  EXPECT_NEAR(lines[1].value, 6.0, 1e-6);
+  EXPECT_NEAR(lines[2].dual, 1.75, 1e-6);
+  EXPECT_NEAR(lines[3].dual, 0.75, 1e-6);
+  EXPECT_NEAR(lines[4].dual, 0.0, 1e-6);
+}
+
+TEST(Program, WithoutAPointTheSolutionFileIsEmpty) {
+  const TemporaryFile file(".sol", "of an earlier run");
+  EXPECT_EQ(qzlp({"--solution", file.path(), example("shortage.mps")}).exitCode, 10);
+  EXPECT_EQ(file.read(), "");
+}
+
+TEST(Program, ASolutionFileThatCannotBeWrittenIsToldBeforeTheSolve) {
+  const ProgramRun result = qzlp({"--solution", "/nowhere/at/all.sol", example("diet.mps")});
+  EXPECT_EQ(result.exitCode, 2);
+  EXPECT_EQ(result.out, "");
+  EXPECT_NE(result.err.find("/nowhere/at/all.sol"), std::string::npos);
+}
+
+TEST(Program, HelpAndVersion) {
+  const ProgramRun help = qzlp({"--help"});
+  EXPECT_EQ(help.exitCode, 0);
+  EXPECT_EQ(help.err, "");
+  for (const char* flag : {"--method", "--presolve", "--threads", "--max-iter", "--time-limit", "--tol", "--tol-primal",
+                           "--tol-dual", "--tol-optimality", "--scaling", "--crossover", "--print-level",
+                           "--log-frequency", "--debug-level", "--solution", "--json", "--version", "--help"})
+    EXPECT_NE(help.out.find(flag), std::string::npos) << flag;
+  const ProgramRun version = qzlp({"--version"});
+  EXPECT_EQ(version.exitCode, 0);
+  EXPECT_EQ(version.out.compare(0, 5, "qzlp "), 0) << version.out;
+  EXPECT_TRUE(isOneLine(version.out));
+}
+
+TEST(Program, BadUsageExitsWithTwoAndOneLine) {
+  const std::vector<std::vector<std::string>> cases{{},
+                                                    {"--no-such-flag", example("diet.mps")},
+                                                    {"--method", "simplex", example("diet.mps")},
+                                                    {"--threads", "many", example("diet.mps")},
+                                                    {"--threads", "1.5", example("diet.mps")},
+                                                    {"--threads", "-1", example("diet.mps")},
+                                                    {"--max-iter", "-1", example("diet.mps")},
+                                                    {"--tol", "1e-16", example("diet.mps")},
+                                                    {"--tol", "nan", example("diet.mps")},
+                                                    {"--time-limit", "", example("diet.mps")},
+                                                    {"--time-limit", "-3", example("diet.mps")},
+                                                    {"--scaling", "none", example("diet.mps")},
+                                                    {"--max-iter"},
+                                                    {example("diet.mps"), example("workshop.lp")}};
+  for (const auto& arguments : cases) {
+    const ProgramRun result = qzlp(arguments);
+    EXPECT_EQ(result.exitCode, 2) << (arguments.empty() ? "" : arguments[0]);
+    EXPECT_EQ(result.out, "");
+    EXPECT_TRUE(isOneLine(result.err)) << result.err;
+  }
+}
+
+TEST(Program, BadFilesExitWithTwoAndOneLineThatNamesThem) {
+  const std::string text =
+      "NAME T\nROWS\n N C\n L R\nCOLUMNS\n X C 1 R 1\nRHS\n S R 4\nBOUNDS\n UP B X 3\nQUADOBJ\n X X 1\nENDATA\n";
+  const std::vector<std::string> contents{"",
+                                          "hello\n",
+                                          text,
+                                          text.substr(0, 40),
+                                          std::string("\x1f\x8b\x08\x00", 4),
+                                          std::string("BZh91AY"),
+                                          std::string(5000, '\0'),
+                                          "NAME\nROWS\nENDATA\n"};
+  for (const std::string& content : contents) {
+    for (const char* ending : {".mps", ".lp", ".mps.gz", ".bz2"}) {
+      const TemporaryFile file(ending, content);
+      const ProgramRun result = qzlp({"--json", file.path()});
+      EXPECT_EQ(result.exitCode, 2) << content << ending;
+      EXPECT_EQ(result.out, "");
+      EXPECT_TRUE(isOneLine(result.err)) << result.err;
+      EXPECT_NE(result.err.find(file.path()), std::string::npos) << result.err;
+    }
+  }
+  const ProgramRun missing = qzlp({"/nowhere/at/all.mps"});
+  EXPECT_EQ(missing.exitCode, 2);
+  EXPECT_EQ(missing.err, "qzlp: /nowhere/at/all.mps: No such file or directory\n");
+}
+
+// A transport model that takes long enough to be stopped in the middle.
+std::string largeModel() {
+  const models::KnownOptimum known = models::transport(150, 300, 1);
+  std::string text = "NAME LARGE\nROWS\n N C\n";
+  const auto& program = known.program;
+  for (int i = 0; i < program.numRow(); ++i) text.append(" E R").append(std::to_string(i)).append("\n");
+  text.append("COLUMNS\n");
+  for (int j = 0; j < program.numCol(); ++j) {
+    const std::string name = std::string(" X").append(std::to_string(j));
+    text.append(name).append(" C ").append(std::to_string(program.cost[static_cast<size_t>(j)])).append("\n");
+    for (int k = program.colBegin[static_cast<size_t>(j)]; k < program.colBegin[static_cast<size_t>(j) + 1]; ++k)
+      text.append(name).append(" R").append(std::to_string(program.rowIndex[static_cast<size_t>(k)])).append(" 1\n");
+  }
+  text.append("RHS\n");
+  for (int i = 0; i < program.numRow(); ++i)
+    text.append(" S R")
+        .append(std::to_string(i))
+        .append(" ")
+        .append(std::to_string(program.rowLower[static_cast<size_t>(i)]))
+        .append("\n");
+  return text.append("ENDATA\n");
+}
+
+TEST(Program, CtrlCStopsTheSolveAndStillPrintsTheSummary) {
+  const TemporaryFile file(".mps", largeModel());
+  for (const int signal : {SIGINT, SIGTERM}) {
+    const ProgramRun result = qztest::run(QZLP_PROGRAM, {"--tol", "1e-12", file.path()}, "45000 columns", signal);
+    EXPECT_EQ(result.exitCode, 20) << result.out << result.err;
+    EXPECT_NE(result.out.find("interrupted (12)"), std::string::npos) << result.out;
+  }
+}
+
+}  // namespace
