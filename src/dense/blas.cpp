@@ -14,11 +14,7 @@ bool isLetter(const char* option, char letter) {
 
 // The tiles have a form that uses the full vectors of this processor.
 bool tilesFit() {
-#if defined(__x86_64__)
-  return __builtin_cpu_supports("x86-64-v3") != 0;
-#else
-  return false;
-#endif
+  return tileFormOfProcessor() != TileForm::PLAIN;
 }
 
 // The update that the scalars ask for, if it is one of the tiles'.

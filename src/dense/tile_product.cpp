@@ -37,14 +37,26 @@ void tileProductPlain(Region region, Update update, int32_t m, int32_t n, int32_
   walkTiles(region, update, m, n, k, a, b, c, ldc);
 }
 
+TileForm tileFormOfProcessor() {
+#if defined(__x86_64__)
+  if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma")) {
+    const bool wide = __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vl") &&
+                      __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512bw");
+    return wide ? TileForm::AVX512 : TileForm::AVX2;
+  }
+#endif
+  return TileForm::PLAIN;
+}
+
 void tileProduct(Region region, Update update, int32_t m, int32_t n, int32_t k, const Operand& a, const Operand& b,
                  double* c, int64_t ldc) {
 #if defined(__x86_64__)
-  if (__builtin_cpu_supports("x86-64-v4")) {
+  const TileForm form = tileFormOfProcessor();
+  if (form == TileForm::AVX512) {
     tileProductAvx512(region, update, m, n, k, a, b, c, ldc);
     return;
   }
-  if (__builtin_cpu_supports("x86-64-v3")) {
+  if (form == TileForm::AVX2) {
     tileProductAvx2(region, update, m, n, k, a, b, c, ldc);
     return;
   }

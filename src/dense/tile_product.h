@@ -33,13 +33,17 @@ enum class Update : int32_t { SET, PLUS, MINUS };    // C := P, C + P, C - P
 void tileProduct(Region region, Update update, int32_t m, int32_t n, int32_t k, const Operand& a, const Operand& b,
                  double* c, int64_t ldc);
 
-// The compiled forms, for tests; a form must only be called on a processor that has its instructions.
+// The compiled forms, and the one that suits this processor. A form must only be called on a processor that has its
+// instructions.
+enum class TileForm : int32_t { PLAIN, AVX2, AVX512 };
+TileForm tileFormOfProcessor();
+
 using TileProduct = void(Region region, Update update, int32_t m, int32_t n, int32_t k, const Operand& a,
                          const Operand& b, double* c, int64_t ldc);
 TileProduct tileProductPlain;
 #if defined(__x86_64__)
-TileProduct tileProductAvx2;    // needs x86-64-v3
-TileProduct tileProductAvx512;  // needs x86-64-v4
+TileProduct tileProductAvx2;
+TileProduct tileProductAvx512;
 #endif
 
 }  // namespace qz

@@ -422,8 +422,8 @@ struct Form {
 std::vector<Form> forms() {
   std::vector<Form> list = {{"plain", tileProductPlain, true}};
 #if defined(__x86_64__)
-  list.push_back({"avx2", tileProductAvx2, __builtin_cpu_supports("x86-64-v3") != 0});
-  list.push_back({"avx512", tileProductAvx512, __builtin_cpu_supports("x86-64-v4") != 0});
+  list.push_back({"avx2", tileProductAvx2, tileFormOfProcessor() != TileForm::PLAIN});
+  list.push_back({"avx512", tileProductAvx512, tileFormOfProcessor() == TileForm::AVX512});
 #endif
   return list;
 }
