@@ -147,8 +147,8 @@ void expectProductInWorkspace(const Factor& f) {
 
 std::vector<int> interestingSizes() {
   std::vector<int> sizes;
-  for (int n = 0; n <= 40; ++n) sizes.push_back(n);
-  for (int n : {47, 48, 49, 63, 64, 65, 94, 95, 96, 97, 98, 190, 191, 192, 193, 230}) sizes.push_back(n);
+  for (int n = 0; n <= 17; ++n) sizes.push_back(n);
+  for (int n : {32, 33, 47, 48, 49, 63, 64, 65, 94, 95, 96, 97, 98, 191, 192, 193}) sizes.push_back(n);
   return sizes;
 }
 
@@ -505,7 +505,7 @@ TEST(DenseLDLSolve, EmptyIsNoWork) {
 TEST(SolveLD, CompletesATrapezoidAndItsProduct) {
   for (Kind kind : kAllKinds) {
     for (int n : {1, 2, 3, 5, 47, 48, 49, 64, 65, 130}) {
-      for (int rows : {1, 2, 3, 4, 5, 40, 100}) {
+      for (int rows : {1, 3, 4, 5, 60}) {
         SCOPED_TRACE(nameOf(kind) + ", n " + std::to_string(n) + ", rows " + std::to_string(rows));
         std::mt19937 rng(static_cast<unsigned>(n * 100 + rows));
         const MatrixXd matrix = symmetricMatrix(kind, n + rows, rng);

@@ -49,11 +49,11 @@ inline MatrixXd multiplyOut(const Factor& f, bool magnitudes) {
     const int rest = f.m - k - width;
     MatrixXd lower = f.a.block(k + width, k, rest, width);
     if (magnitudes) lower = lower.cwiseAbs();
-    // Rows and columns below k only: the steps in front have not been multiplied in yet.
-    MatrixXd rows = product.block(k, 0, width, f.m);
-    product.block(k + width, 0, rest, f.m) += lower * rows;
-    MatrixXd columns = product.block(0, k, f.m, width);
-    product.block(0, k + width, f.m, rest) += columns * lower.transpose();
+    // Row k holds nothing but D yet: the steps in front have not been multiplied in.
+    const MatrixXd scaled = lower * product.block(k, k, width, width);
+    product.block(k + width, k, rest, width) = scaled;
+    product.block(k, k + width, width, rest) = scaled.transpose();
+    product.block(k + width, k + width, rest, rest) += scaled * lower.transpose();
     product.row(last).swap(product.row(row));
     product.col(last).swap(product.col(row));
   }
