@@ -48,7 +48,7 @@ void countFlops(benchmark::State& state, double flops) {
 
 void triangleOfTwoFactors(benchmark::State& state) {
   Operands o(state);
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     qz::my_dsyrk2_LNT_0p1(&o.n, &o.k, o.a.data(), &o.ld, o.b.data(), &o.ld, o.c.data(), &o.ld, o.packA.data(),
                           o.packB.data());
     benchmark::ClobberMemory();
@@ -58,7 +58,7 @@ void triangleOfTwoFactors(benchmark::State& state) {
 
 void triangleByFullDgemm(benchmark::State& state) {
   Operands o(state);
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     dgemm_("N", "T", &o.n, &o.n, &o.k, &ONE, o.a.data(), &o.ld, o.b.data(), &o.ld, &ZERO, o.c.data(), &o.ld);
     benchmark::ClobberMemory();
   }
@@ -67,7 +67,7 @@ void triangleByFullDgemm(benchmark::State& state) {
 
 void triangleByDsyrk(benchmark::State& state) {
   Operands o(state);
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     dsyrk_("L", "N", &o.n, &o.k, &ONE, o.a.data(), &o.ld, &ZERO, o.c.data(), &o.ld);
     benchmark::ClobberMemory();
   }
@@ -76,7 +76,7 @@ void triangleByDsyrk(benchmark::State& state) {
 
 void squareByKernel(benchmark::State& state) {
   Operands o(state);
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     qz::my_dgemm_NT_1m1(&o.n, &o.n, &o.k, o.a.data(), &o.ld, o.b.data(), &o.ld, o.c.data(), &o.ld, o.packA.data(),
                         o.packB.data());
     benchmark::ClobberMemory();
@@ -86,7 +86,7 @@ void squareByKernel(benchmark::State& state) {
 
 void squareByDgemm(benchmark::State& state) {
   Operands o(state);
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     dgemm_("N", "T", &o.n, &o.n, &o.k, &MINUS_ONE, o.a.data(), &o.ld, o.b.data(), &o.ld, &ONE, o.c.data(), &o.ld);
     benchmark::ClobberMemory();
   }
@@ -102,7 +102,7 @@ void makeSolvable(Operands* o) {
 void solveByKernel(benchmark::State& state) {
   Operands o(state);
   makeSolvable(&o);
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     qz::my_dtrsm_LLNN(&o.n, &o.n, o.a.data(), &o.ld, o.c.data(), &o.ld, o.packA.data(), o.packB.data());
     benchmark::ClobberMemory();
   }
@@ -112,7 +112,7 @@ void solveByKernel(benchmark::State& state) {
 void solveByDtrsm(benchmark::State& state) {
   Operands o(state);
   makeSolvable(&o);
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     dtrsm_("L", "L", "N", "N", &o.n, &o.n, &ONE, o.a.data(), &o.ld, o.c.data(), &o.ld);
     benchmark::ClobberMemory();
   }
@@ -122,7 +122,7 @@ void solveByDtrsm(benchmark::State& state) {
 void rightSolveByKernel(benchmark::State& state) {
   Operands o(state);
   makeSolvable(&o);
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     qz::my_dtrsm_RLTN(&o.n, &o.n, o.a.data(), &o.ld, o.c.data(), &o.ld, o.packA.data(), o.packB.data());
     benchmark::ClobberMemory();
   }
@@ -132,7 +132,7 @@ void rightSolveByKernel(benchmark::State& state) {
 void rightSolveByDtrsm(benchmark::State& state) {
   Operands o(state);
   makeSolvable(&o);
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     dtrsm_("R", "L", "T", "N", &o.n, &o.n, &ONE, o.a.data(), &o.ld, o.c.data(), &o.ld);
     benchmark::ClobberMemory();
   }
@@ -143,7 +143,7 @@ void outerProductByKernel(benchmark::State& state) {
   const int32_t n = static_cast<int32_t>(state.range(0));
   const std::vector<double> x = randomEntries(n);
   std::vector<double> c(static_cast<size_t>(n) * n);
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     qz::my_outer_prod(&n, &n, x.data(), x.data(), c.data());
     benchmark::ClobberMemory();
   }
@@ -153,7 +153,7 @@ void outerProductByDger(benchmark::State& state) {
   const int32_t n = static_cast<int32_t>(state.range(0));
   const std::vector<double> x = randomEntries(n);
   std::vector<double> c(static_cast<size_t>(n) * n);
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     std::fill(c.begin(), c.end(), 0.0);
     qz::blas::dger(n, n, ONE, x.data(), 1, x.data(), 1, c.data(), n);
     benchmark::ClobberMemory();
@@ -166,7 +166,7 @@ void eliminationByKernel(benchmark::State& state) {
   std::vector<double> x = randomEntries(n);
   std::vector<double> c(static_cast<size_t>(n) * n);
   const double alpha = -1.0;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     qz::my_dsyr_dscal(&n, x.data(), c.data(), &alpha, &n);
     benchmark::ClobberMemory();
   }
@@ -176,7 +176,7 @@ void eliminationByBlas(benchmark::State& state) {
   const int32_t n = static_cast<int32_t>(state.range(0));
   std::vector<double> x = randomEntries(n);
   std::vector<double> c(static_cast<size_t>(n) * n);
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     qz::blas::dger(n, n, ONE, x.data(), 1, x.data(), 1, c.data(), n);
     qz::blas::dscal(n, MINUS_ONE, x.data(), 1);
     benchmark::ClobberMemory();
@@ -187,7 +187,7 @@ void rankTwoByKernel(benchmark::State& state) {
   const int32_t n = static_cast<int32_t>(state.range(0));
   const std::vector<double> x = randomEntries(2 * n);
   std::vector<double> c(static_cast<size_t>(n) * n);
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     qz::my_dger2_one(&n, &n, &ONE, x.data(), x.data() + n, x.data() + n, x.data(), c.data(), &n);
     benchmark::ClobberMemory();
   }
@@ -197,7 +197,7 @@ void rankTwoByDger(benchmark::State& state) {
   const int32_t n = static_cast<int32_t>(state.range(0));
   const std::vector<double> x = randomEntries(2 * n);
   std::vector<double> c(static_cast<size_t>(n) * n);
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     qz::blas::dger(n, n, ONE, x.data(), 1, x.data() + n, 1, c.data(), n);
     qz::blas::dger(n, n, ONE, x.data() + n, 1, x.data(), 1, c.data(), n);
     benchmark::ClobberMemory();
