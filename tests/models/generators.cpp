@@ -200,8 +200,8 @@ KnownOptimum multiPeriod(int numPeriod, uint64_t seed) {
     demand[t] = random.whole(0, static_cast<int>(std::min(room, 60.0)));
     room -= demand[t];
   }
-  // Each demand in turn takes the cheapest capacity left so far, stock cost included. Taking back capacity from an
-  // earlier demand never pays, since moving it later costs the same stock for both: the feasible sets form a matroid.
+  // Each demand in turn takes the cheapest capacity left so far, stock cost included. What an earlier demand may take a
+  // later one may take too, at a price that differs by the same stock for all: taking back never pays.
   std::vector<double> make(periods, 0.0), left = capacity;
   double total = 0.0;
   for (size_t t = 0; t < periods; ++t) {
@@ -317,6 +317,7 @@ LinearProgram anyProgram(uint64_t seed) {
     if (kind == 7) program.rowUpper.back() = side + random.whole(0, 6);
     if (kind == 8 && random.chance(0.3)) program.rowUpper.back() = infinite;  // a free row
   }
+  std::vector<double> activity(static_cast<size_t>(numRow), 0.0);
   for (int j = 0; j < numCol; ++j) {
     const int kind = random.whole(0, 9);
     const int low = kind < 5 ? 0 : random.whole(-6, 4);
@@ -326,10 +327,20 @@ LinearProgram anyProgram(uint64_t seed) {
     if (kind == 7 || kind == 8) program.upper.back() = low + random.whole(0, 12);
     if (kind == 9) program.lower.back() = -infinite;
     if (kind == 9) program.upper.back() = low;
+    const double value = std::clamp(1.0 * random.whole(-3, 6), program.lower.back(), program.upper.back());
     for (int i = 0; i < numRow; ++i) {
       const int coefficient = random.chance(density) ? random.whole(-4, 6) : 0;
-      if (coefficient != 0) program.addEntry(i, coefficient);
+      if (coefficient == 0) continue;
+      program.addEntry(i, coefficient);
+      activity[static_cast<size_t>(i)] += coefficient * value;
     }
+  }
+  // Most programs are made feasible, by moving the sides of their rows to a point within the bounds.
+  if (random.chance(0.3)) return program;
+  for (size_t i = 0; i < activity.size(); ++i) {
+    const double shift = activity[i] - std::clamp(activity[i], program.rowLower[i], program.rowUpper[i]);
+    program.rowLower[i] += shift;
+    program.rowUpper[i] += shift;
   }
   return program;
 }
