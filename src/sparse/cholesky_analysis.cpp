@@ -14,20 +14,13 @@ namespace qz {
 
 namespace {
 
-// Off-diagonal entries per row beyond which a normal-equation matrix is not worth the constrained ordering.
-constexpr double denseNormalMatrix = 190.0;
-
-bool constrainedPays(const LAEnv* env, int32_t n, int32_t numOffDiagonals) {
-  if (env->constrained == 0) return false;
-  return env->problemKind != 0 || !(static_cast<double>(numOffDiagonals) / n > denseNormalMatrix);
-}
-
 int32_t orderPattern(int32_t n, const int32_t* colBegin, const int32_t* rowIndex, int32_t numOffDiagonals,
                      const AnalysisMemory& memory, LAEnv* env, SymbolicFactor* symbolic) {
   int32_t* adjBegin = memory.first;
   int32_t* adjList = adjBegin + n + 1;
   RemoveDiagonals(n, colBegin, rowIndex, adjBegin, adjList);
-  const bool constrained = constrainedPays(env, n, numOffDiagonals) && constrainedOrderingAvailable;
+  const bool constrained =
+      constrainedOrderingAvailable && constrainedOrderingPays(env->constrained, env->problemKind, n, numOffDiagonals);
   int32_t numDense = 0;
   int32_t method = env->orderingMethod;
   const int32_t status = OrderGraph(env, n, adjBegin, adjList, adjacencyCapacity(memory, n), env->problemKind, nullptr,
@@ -35,7 +28,10 @@ int32_t orderPattern(int32_t n, const int32_t* colBegin, const int32_t* rowIndex
                                     memory.groupId, 0, memory.parent, 0.0, -1.0);
   if (status != LA_OK) return status;
   env->orderingMethod = method;
-  return LA_OK;
+  if (!constrained || method != ORDER_NESTED_DISSECTION) return LA_OK;
+  RemoveDiagonals(n, colBegin, rowIndex, adjBegin, adjList);
+  return orderWithinGroups(n, numDense, adjBegin, adjList, adjacencyCapacity(memory, n), env->problemKind,
+                           memory.groupId, symbolic->perm, symbolic->invPerm, memory.parent);
 }
 
 int32_t allocateFactor(LAEnv* env, SymbolicFactor* symbolic) {

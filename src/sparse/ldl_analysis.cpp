@@ -92,6 +92,14 @@ int32_t orderCompressed(int32_t n, const int32_t* colBegin, const int32_t* rowIn
                       memory.groupId, 0, scratch, 0.0, -1.0);
   if (status != LA_OK) return status;
   env->orderingMethod = method;
+  if (constrained && method == ORDER_NESTED_DISSECTION) {
+    status = PermuteCompressMatrix(n, colBegin, rowIndex, symbolic->pivotKind, symbolic->perm, symbolic->invPerm,
+                                   numCompressed, adjBegin, adjList, scratch);
+    if (status != LA_OK) return status;
+    status = orderWithinGroups(numCompressed, numDense, adjBegin, adjList, adjacencyCapacity(memory, numCompressed),
+                               env->problemKind, memory.groupId, vertexOrder, vertexPosition, scratch);
+    if (status != LA_OK) return status;
+  }
   expandOrder(n, numCompressed, vertexOrder, symbolic, scratch);
   return LA_OK;
 }
