@@ -153,6 +153,8 @@ int32_t ipmMain(Env* env, Model* model, IpmOption* option, IPM_timer* timer, LpR
 
   runStages(p);
 
+  // A solve that left early with relaxed bounds or on a reduced model would be brought back to its input here; neither
+  // is built.
   DestroyPresolver(env, &p.presolver);
   double now = 0.0;
   IPM_timerUsedTime(timer, &now);
