@@ -23,7 +23,7 @@ template <class T>
 [[nodiscard]] T* poolAllocate(QzPool* pool, int64_t count, uint32_t flags = 0) {
   static_assert(std::is_trivially_copyable_v<T>, "pools hold plain data");
   if (count < 0) return nullptr;
-  const uint64_t bytes = arrayBytes(static_cast<uint64_t>(count), sizeof(T));
+  const uint64_t bytes = arrayBytes(static_cast<uint64_t>(count), sizeof(T));  // NOLINT(bugprone-sizeof-expression)
   if (bytes == UINT64_MAX) return nullptr;
   return static_cast<T*>(pool->allocate(pool, bytes == 0 ? 1 : bytes, flags));
 }
