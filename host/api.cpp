@@ -85,13 +85,12 @@ bool openSolver(qzlp* lp, std::string& error) {
     return false;
   }
   lp->instance = static_cast<QzInstance*>(lp->module->create_instance());
-  if (lp->instance != nullptr) lp->options = lp->instance->createLpOptions(lp->instance);
-  if (lp->options == nullptr) {
-    error = kShortOfMemory;
-    return false;
+  if (lp->instance != nullptr) {
+    lp->instance->log = &lp->sink.log;
+    lp->options = lp->instance->createLpOptions(lp->instance);
   }
-  lp->instance->log = &lp->sink.log;
-  return true;
+  if (lp->options == nullptr) error = kShortOfMemory;
+  return lp->options != nullptr;
 }
 
 void closeSolver(qzlp* lp) {

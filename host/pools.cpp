@@ -127,10 +127,13 @@ void detach(HostPool* self) {
   if (self->nextSibling != nullptr) self->nextSibling->previousSibling = self->previousSibling;
 }
 
-// The caller holds treeMutex.
-void destroyTree(HostPool* self) {
-  while (self->firstChild != nullptr) destroyTree(self->firstChild);
-  detach(self);
+// Releases the pool and its descendants; its place in the tree is the caller's business. The caller holds treeMutex.
+void releaseTree(HostPool* self) {
+  for (HostPool* child = self->firstChild; child != nullptr;) {
+    HostPool* next = child->nextSibling;
+    releaseTree(child);
+    child = next;
+  }
   countBlocks(-self->blocks, -self->bytes);
   for (BlockHeader* block = self->firstBlock; block != nullptr;) {
     BlockHeader* next = block->next;
@@ -144,7 +147,8 @@ void destroyTree(HostPool* self) {
 void poolDestroy(QzPool* pool) {
   if (pool == nullptr) return;
   const std::lock_guard<std::mutex> guard(treeMutex);
-  destroyTree(hostPool(pool));
+  detach(hostPool(pool));
+  releaseTree(hostPool(pool));
 }
 
 // The caller holds treeMutex.
