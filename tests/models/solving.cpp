@@ -67,6 +67,17 @@ Answer solveIn(qzlp* lp, const LinearProgram& program) {
   return answer;
 }
 
+bool hasNormalEquations() {
+  static const bool has = [] {
+    LinearProgram program;
+    program.addRow(1.0, infinite);
+    program.addColumn(1.0, 0.0, infinite);
+    program.addEntry(0, 1.0);
+    return solve(program, {{"method", 1}}).log.find("the normal equations are not available") == std::string::npos;
+  }();
+  return has;
+}
+
 Answer solve(const LinearProgram& program, const std::vector<Choice>& choices) {
   const std::unique_ptr<qzlp, void (*)(qzlp*)> lp(qzlp_create(), qzlp_destroy);
   if (!lp) throw std::runtime_error(qzlp_error(nullptr));

@@ -30,6 +30,9 @@ struct Choice {
 // Solves by the C API in a handle of its own. Throws std::runtime_error when the library refuses the model.
 Answer solve(const LinearProgram& program, const std::vector<Choice>& choices = {});
 
+// False when the build's solver tells that it has no normal equations. Tests then say what they leave out.
+bool hasNormalEquations();
+
 // Solves in the given handle.
 Answer solveIn(qzlp* lp, const LinearProgram& program);
 
