@@ -38,6 +38,17 @@ void showTrouble(int level, uint32_t, const char* line, void*) {
   if (level == QZLP_LOG_WARNING || level == QZLP_LOG_ERROR) std::fprintf(stderr, "qzlp: %s\n", line);
 }
 
+// What was asked for and this build can't do, but can do without.
+void noteMissingParts(const Arguments& arguments) {
+#ifdef QZLP_WITHOUT_CROSSOVER
+  for (const auto& [name, value] : arguments.options)
+    if (name == "crossover")
+      complain("--crossover: this build has no simplex module; the answer is the interior-point one");
+#else
+  (void)arguments;
+#endif
+}
+
 // A handle with model, options and callbacks, or the exit code of what went wrong.
 int prepare(const Arguments& arguments, const ModelFile& model, Solver& lp) {
   lp.reset(qzlp_create());
@@ -72,6 +83,7 @@ int solve(const Arguments& arguments, const ModelFile& model, double readTime) {
   if (prepared != exitOptimal) return prepared;
 
   const bool talks = !arguments.json && arguments.printLevel > 0;
+  noteMissingParts(arguments);
   catchInterrupts();
   if (talks) printModel(arguments.file, model);
   if (qzlp_solve(lp.get()) != QZLP_OK) complain(qzlp_error(lp.get()));
