@@ -25,7 +25,6 @@ struct SparseColumns {
 struct Run {
   SparseColumns matrix;
   const double* rhs;
-  double normA;  // largest column sum of magnitudes
   double normB;
   int32_t job;
   int32_t flexibleOnly;
@@ -43,9 +42,9 @@ struct Run {
   double* gains;       // k: the rotated right-hand side g
 };
 
-// The point that is kept, with its measures.
+// The point that is kept, with its measures. `scale` is what its residual is measured against.
 struct Point {
-  double normX;
+  double scale;
   double normR;
   double relResidual;
 };
@@ -56,16 +55,6 @@ struct CycleResult {
   int32_t steps;
   CycleEnd end;
 };
-
-double largestColumnSum(const SparseColumns& a) {
-  double largest = 0.0;
-  for (int32_t j = 0; j < a.n; ++j) {
-    double sum = 0.0;
-    for (int32_t e = a.colBegin[j]; e < a.colBegin[j + 1]; ++e) sum += std::fabs(a.matValue[e]);
-    largest = std::max(largest, sum);
-  }
-  return largest;
-}
 
 double norm(int32_t n, const double* x) {
   const int32_t one = 1;
@@ -90,14 +79,30 @@ void residual(const SparseColumns& a, const double* rhs, const double* __restric
   }
 }
 
-// Leaves the residual of x in run.vector.
+// r := b - A x and magnitude := |A| |x|, in one pass.
+void residualAndMagnitude(const SparseColumns& a, const double* rhs, const double* __restrict x, double* __restrict r,
+                          double* __restrict magnitude) {
+  std::copy(rhs, rhs + a.n, r);
+  std::fill(magnitude, magnitude + a.n, 0.0);
+  for (int32_t j = 0; j < a.n; ++j) {
+    const double xj = x[j];
+    for (int32_t e = a.colBegin[j]; e < a.colBegin[j + 1]; ++e) {
+      const double product = xj * a.matValue[e];
+      r[a.rowIndex[e]] -= product;
+      magnitude[a.rowIndex[e]] += std::fabs(product);
+    }
+  }
+}
+
+// Leaves the residual of x in run.vector. The scale is || |A| |x| || + ||b||, the norm of what a componentwise bound of
+// the rounding errors allows (Oettli and Prager 1964), and not ||A|| ||x|| + ||b||: the diagonal of an interior-point
+// matrix runs up to 1e16 where x is small, and a norm of the whole matrix would call any residual tiny.
 Point measure(const Run& run, const double* x) {
-  residual(run.matrix, run.rhs, x, run.vector);
+  residualAndMagnitude(run.matrix, run.rhs, x, run.vector, run.solveWork);
   Point point;
-  point.normX = norm(run.matrix.n, x);
+  point.scale = norm(run.matrix.n, run.solveWork) + run.normB;
   point.normR = norm(run.matrix.n, run.vector);
-  const double denominator = run.normA * point.normX + run.normB;
-  point.relResidual = denominator == 0.0 ? 0.0 : point.normR / denominator;
+  point.relResidual = point.scale == 0.0 ? 0.0 : point.normR / point.scale;
   return point;
 }
 
@@ -205,7 +210,7 @@ int32_t runCycles(const Run& run, const LAEnv& env, double stagnationFactor, dou
   int32_t cycle = std::min(env.fgmresMinimum, run.largestCycle);
   int32_t stepsUsed = 0;
   for (;;) {
-    const double target = (run.normA * point->normX + run.normB) * env.refineTolerance;
+    const double target = point->scale * env.refineTolerance;
     const CycleResult done = arnoldi(run, cycle, point->normR, target);
     if (done.end == CycleEnd::SOLVE_FAILED) return LA_OVERFLOW;
     if (done.end == CycleEnd::FIRST_STEP_BREAKDOWN) return LA_FGMRES_LIMIT;
@@ -245,7 +250,6 @@ int32_t FGMRES(int32_t n, const int32_t* colBegin, const int32_t* rowIndex, cons
   Run run;
   run.matrix = {n, colBegin, rowIndex, matValue};
   run.rhs = rhs;
-  run.normA = largestColumnSum(run.matrix);
   run.normB = norm(n, rhs);
   run.job = job;
   run.flexibleOnly = flexibleOnly;

@@ -31,7 +31,7 @@ using FgmresSolve = int32_t (*)(int32_t job, double* in, void* context, double* 
 // cycle length), fgmresRestart (largest), both capped by n, fgmresMode (0 classical Gram-Schmidt by matrix-vector
 // products, 1 and 2 modified Gram-Schmidt) and refineTolerance. It sets refineResidual to the measure of the x left
 // behind,
-//   relResidual = ||b - A x|| / (||A||_1 ||x|| + ||b||), 2-norms, 0 for a zero denominator.
+//   relResidual = ||b - A x|| / (|| |A| |x| || + ||b||), 2-norms, 0 for a zero denominator.
 //
 // Returns 6 when refineTolerance > relResidual or no step was needed, 7 when the limits, a breakdown or stagnation
 // ended the run before that, 8 when `solve` failed. Allocates nothing.
