@@ -14,13 +14,14 @@ extern "C" {
 typedef struct QzSimplexObject QzSimplexObject;
 
 struct QzSimplexObject {
-  QzPool* pool;                              /* 0: the module's own */
-  void* statusCallback;                      /* 8: the instance's, written by the solver */
+  QzPool* pool;         /* 0: the module's own */
+  void* statusCallback; /* 8: the instance's, written by the solver */
   uint64_t reserved16;
-  QzLog* log;                                /* 24: written by the solver */
-  void (*destroy)(QzSimplexObject* object);  /* 32 */
+  QzLog* log;                               /* 24: written by the solver */
+  void (*destroy)(QzSimplexObject* object); /* 32 */
   uint64_t reserved40[14];
-  /* 152: 0, or the status of a failure. Works on the scaled reduced record in place and writes its status and measures. */
+  /* 152: 0, or the status of a failure. Works on the scaled reduced record in place and writes its status and measures.
+   */
   int32_t (*run)(QzSimplexObject* object, QzPresolveObject* presolveObject, QzPresolveHandle* presolveHandle,
                  LpRecord* record);
 };
