@@ -285,7 +285,8 @@ int32_t reduceRecord(Reduction& r) {
   if (r.reduced.numCoef == 0) return settle(r, QZ_PRESOL_OPTIMAL);
   status = allocateReduced(r);
   if (status != QZ_STATUS_OK) return status;
-  r.reduced.objSense = 1;
+  // The solver minimises whatever the sense says, and turns the objective value back by it.
+  r.reduced.objSense = in.objSense;
   r.reduced.objValue = r.objOffset;
   copyRows(r);
   copyColumns(r);

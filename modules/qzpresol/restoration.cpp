@@ -65,7 +65,7 @@ void writeResults(const Reduction& r) {
   out.complementarity = solved ? r.reduced.complementarity : 0.0;
   out.objValue = 0.0;
   if (solved)
-    out.objValue = out.objSense * r.reduced.objValue;
+    out.objValue = r.reduced.objValue;
   else if (r.outcome == QZ_PRESOL_OPTIMAL)
     out.objValue = out.objSense * r.objOffset;
 }

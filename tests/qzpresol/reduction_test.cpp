@@ -200,6 +200,7 @@ TEST_F(Presolver, MaximisationIsTurnedAndTurnedBack) {
   caller.record.objConstant = 7.0;
   ASSERT_EQ(reduce(caller), 0);
   EXPECT_EQ(reduced->obj[0], -3.0);
+  EXPECT_EQ(reduced->objSense, -1);
   EXPECT_EQ(reduced->objValue, -7.0);
   reduced->status = 1;
   reduced->numIter = 6;
@@ -208,7 +209,7 @@ TEST_F(Presolver, MaximisationIsTurnedAndTurnedBack) {
   reduced->boundInfeas = 0.3;
   reduced->dualityGap = 0.4;
   reduced->complementarity = 0.5;
-  reduced->objValue = -19.0;
+  reduced->objValue = 19.0;
   reduced->solPrimal[0] = 4.0;
   reduced->solPrimal[1] = 0.0;
   reduced->solDual[0] = -3.0;
@@ -463,7 +464,7 @@ TEST_F(Presolver, RandomModelsCarryEveryQuantityOver) {
     for (int32_t i = 0; i < reduced->numRow; ++i) reduced->solDual[i] = pick(7) - 3;
     double objective = reduced->objValue;
     for (int32_t j = 0; j < reduced->numCol; ++j) objective += reduced->obj[j] * reduced->solPrimal[j];
-    reduced->objValue = objective;
+    reduced->objValue = reduced->objSense * objective;
     object->postsolve(result);
     double direct = caller.record.objConstant;
     for (int j = 0; j < n; ++j) {
