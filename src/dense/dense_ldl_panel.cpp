@@ -41,7 +41,9 @@ void subtractProduct(int32_t rows, int32_t columns, const double* a, int64_t lda
                      double* y) {
   if (columns == 0 || rows == 0) return;
   if (static_cast<int64_t>(rows) * columns > 1024) {
-    blas::dgemv("N", rows, columns, -1.0, a, static_cast<int32_t>(lda), x, static_cast<int32_t>(stride), 1.0, y, 1);
+    const int32_t lda32 = static_cast<int32_t>(lda);
+    const int32_t stride32 = static_cast<int32_t>(stride);
+    my_dgemv_n_1m1_yone(&rows, &columns, a, &lda32, x, &stride32, y);
     return;
   }
   double* __restrict__ target = y;

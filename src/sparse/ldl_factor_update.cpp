@@ -17,6 +17,9 @@ namespace {
 
 constexpr int32_t kThinWidth = 4;  // widest supernode that is updated in one pass
 constexpr int32_t kStrip = 96;     // columns of a strip of the update matrix
+// A target's row list of up to so many times the rows to be found is turned into a map, a longer one is searched: a
+// search misses the cache and the branch predictor, the map is written in order.
+constexpr int32_t kMapDensity = 32;
 
 struct Source {
   int32_t width;
@@ -27,17 +30,19 @@ struct Source {
   const double* product;  // L D of these rows, leading dimension height
 };
 
-// Columns [begin, end) of the update go to one target; rows [begin, below) stand at `relative` in it.
+// Columns [begin, end) of the update go to one target. Rows [begin, tail) stand at `relative` in it, rows [tail, below)
+// one behind the other, row i at i + tailShift.
 struct Run {
   int32_t begin;
   int32_t end;
-  bool consecutive;  // the relative positions are a range
+  int32_t tail;
+  int32_t tailShift;
   int32_t firstColumn;
   double* values;
   int64_t leading;
 };
 
-// First place in the ascending list at or behind `from` that holds `row`, which is known to be there: doubling steps,
+// First place in an ascending list at or behind `from` that holds `row`, which is known to be there: doubling steps,
 // then bisection. Mostly it is the next one.
 int32_t findRow(const int32_t* list, int32_t length, int32_t from, int32_t row) {
   if (list[from] >= row) return from;
@@ -51,22 +56,35 @@ int32_t findRow(const int32_t* list, int32_t length, int32_t from, int32_t row) 
   return static_cast<int32_t>(std::lower_bound(list + low + 1, list + high, row) - list);
 }
 
-// The run that begins at row number `begin`, with the relative positions of all rows from there on.
-Run openRun(const SymbolicFactor* symbolic, const Source& source, int32_t begin, int32_t* relative) {
+// The run that begins at row number `begin`, with the relative positions of the rows from there on. The rows are a
+// subset of the ascending list of the target: where the first and the last of them are as far apart as in the list, so
+// are all between, and no more need be looked up.
+Run openRun(const SymbolicFactor* symbolic, const Source& source, int32_t begin, int32_t* position, int32_t* relative) {
   const int32_t target = symbolic->colToSn[source.rows[begin]];
   const int32_t firstColumn = symbolic->snStart[target];
   const int32_t lastColumn = symbolic->snStart[target + 1];
   const int32_t* list = symbolic->lIndex + symbolic->lIndexBegin[target];
   const int32_t height = static_cast<int32_t>(symbolic->lIndexBegin[target + 1] - symbolic->lIndexBegin[target]);
+  const int32_t last = source.below - 1;
   int32_t end = begin;
   for (; end < source.below && source.rows[end] < lastColumn; ++end) relative[end] = source.rows[end] - firstColumn;
   int32_t place = lastColumn - firstColumn;
-  for (int32_t i = end; i < source.below; ++i) {
-    place = findRow(list, height, place, source.rows[i]);
-    relative[i] = place++;
+  int32_t tail = end;
+  const bool useMap = static_cast<int64_t>(source.below - end) * kMapDensity >= height;
+  if (useMap) {
+    for (int32_t i = place; i < height; ++i) position[list[i]] = i;
   }
-  const bool consecutive = relative[source.below - 1] - relative[begin] == source.below - 1 - begin;
-  return {begin, end, consecutive, firstColumn, symbolic->lValues + symbolic->lValueBegin[target], height};
+  for (; tail < source.below; ++tail) {
+    place = useMap ? position[source.rows[tail]] : findRow(list, height, place, source.rows[tail]);
+    if (list[place + last - tail] == source.rows[last]) break;
+    relative[tail] = place++;
+  }
+  if (tail == source.below) place = relative[last] + 1;
+  while (tail > begin && relative[tail - 1] + 1 == place) {
+    --tail;
+    --place;
+  }
+  return {begin, end, tail, place - tail, firstColumn, symbolic->lValues + symbolic->lValueBegin[target], height};
 }
 
 // The column of the target that update column j goes to.
@@ -88,12 +106,10 @@ void subtractThin(const Source& source, const Run& run, const int32_t* __restric
       for (int32_t k = 1; k < width; ++k) sum += lower[k * leading + i] * factor[k];
       return sum;
     };
-    if (run.consecutive) {
-      double* __restrict__ shifted = target + (relative[j] - j);
-      for (int32_t i = j; i < source.below; ++i) shifted[i] -= entry(i);
-    } else {
-      for (int32_t i = j; i < source.below; ++i) target[relative[i]] -= entry(i);
-    }
+    int32_t i = j;
+    for (; i < run.tail; ++i) target[relative[i]] -= entry(i);
+    double* __restrict__ shifted = target + run.tailShift;
+    for (; i < source.below; ++i) shifted[i] -= entry(i);
   }
 }
 
@@ -132,12 +148,10 @@ void subtractRun(const Source& source, const Run& run, const int32_t* __restrict
   for (int32_t j = run.begin; j < run.end; ++j) {
     const double* __restrict__ column = update + static_cast<int64_t>(j) * source.below;
     double* __restrict__ target = targetColumn(run, source, j);
-    if (run.consecutive) {
-      double* __restrict__ shifted = target + (relative[j] - j);
-      for (int32_t i = j; i < source.below; ++i) shifted[i] -= column[i];
-    } else {
-      for (int32_t i = j; i < source.below; ++i) target[relative[i]] -= column[i];
-    }
+    int32_t i = j;
+    for (; i < run.tail; ++i) target[relative[i]] -= column[i];
+    double* __restrict__ shifted = target + run.tailShift;
+    for (; i < source.below; ++i) shifted[i] -= column[i];
   }
 }
 
@@ -165,7 +179,7 @@ void updateAncestors(const SymbolicFactor* symbolic, const NumericFactor* numeri
   if (!thin) formUpdate(source, numeric, scratch.update);
   for (int32_t begin = 0; begin < source.below;) {
     touchSupernode(symbolic, symbolic->colToSn[source.rows[begin]], scratch.touched);
-    const Run run = openRun(symbolic, source, begin, scratch.relative);
+    const Run run = openRun(symbolic, source, begin, scratch.position, scratch.relative);
     if (thin) {
       subtractThinRun(source, run, scratch.relative);
     } else {

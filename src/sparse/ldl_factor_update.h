@@ -11,7 +11,7 @@ namespace qz {
 struct LDLSweepScratch {
   double* update;     // d * d entries, d the largest number of rows below a supernode
   double* product;    // L D of the supernode at work, leading dimension its height
-  int32_t* position;  // numRows: of a row in the list of the supernode at work; other rows hold stale values
+  int32_t* position;  // numRows: of a row in the list of the supernode at work or of a target; others hold stale ones
   int32_t* relative;  // numRows: positions of the rows below in the list of one target
   uint8_t* touched;   // numSupernodes: 1 once a supernode's values were cleared
 };

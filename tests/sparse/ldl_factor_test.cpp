@@ -86,6 +86,33 @@ TEST_F(LDLFactor, WideSupernodesWithManyRowsBelow) {
   }
 }
 
+TEST_F(LDLFactor, FewRowsInATallTargetAreSearchedFor) {
+  const int leaves = 60;
+  const int wide = 20;
+  const int n = leaves + 420;
+  std::mt19937 rng(77);
+  std::uniform_int_distribution<int> anywhere(leaves, n - 1);
+  std::uniform_int_distribution<int> inTarget(leaves, leaves + wide - 1);
+  MatrixXd dense = MatrixXd::Zero(n, n);
+  dense.bottomRightCorner(n - leaves, n - leaves) = makeMatrix(Shape::Dense, n - leaves, rng);
+  for (int j = 0; j < leaves; ++j) {
+    dense(j, j) = j % 2 == 0 ? 3.0 : -3.0;
+    const int first = inTarget(rng);
+    dense(first, j) = dense(j, first) = 0.3;
+    for (int k = 0; k < 1 + j % 4; ++k) {
+      const int row = k == 0 && j % 5 == 0 ? n - 1 : anywhere(rng);
+      dense(row, j) = dense(j, row) = -0.2;
+    }
+  }
+  std::vector<int32_t> starts;
+  for (int j = 0; j < leaves; ++j) starts.push_back(j);
+  starts.insert(starts.end(), {leaves, leaves + wide, n});
+  const SymmetricMatrix a = SymmetricMatrix::fromDense(dense);
+  HandMadeFactor f(a, identityOrder(n), starts);
+  ASSERT_EQ(factor(a, f), qz::LA_OK);
+  qztest::expectFactorOf(f.dense(), f.permuted(a));
+}
+
 TEST_F(LDLFactor, IsRepeatableBitByBit) {
   std::mt19937 rng(3);
   const SymmetricMatrix a = SymmetricMatrix::fromDense(makeMatrix(Shape::Indefinite, 80, rng));
