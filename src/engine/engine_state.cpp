@@ -116,10 +116,7 @@ Ipm* NewIpm(Env* env, Model* model, IPM_timer* timer) {
   if (model == nullptr) return nullptr;
   Ipm* ipm = poolAllocateZero<Ipm>(env->pool, 1);
   if (ipm == nullptr) return nullptr;
-  ipm->numRow = model->numRow;
-  ipm->numCol = model->numCol;
-  ipm->numCoef = model->numCoef;
-  ipm->numQuadCoef = model->numQuadCoef;
+  ipmCopyDimensions(ipm, model);
   ipm->typeModel = model->typeModel;
   ipm->env = env;
   ipm->timer = timer;
