@@ -2,12 +2,12 @@
 
 #include <algorithm>
 
-#include "engine/augmented_system.h"
 #include "engine/engine_state.h"
 #include "engine/iteration.h"
 #include "engine/kept_direction.h"
 #include "engine/linear_algebra.h"
 #include "engine/measures.h"
+#include "engine/normal_system.h"
 #include "engine/start_point.h"
 #include "shell/log.h"
 #include "shell/pool.h"
@@ -60,6 +60,14 @@ int32_t findStart(Control& control) {
   return QZ_STATUS_FAILED;
 }
 
+// The start has solved with the augmented system. The normal equations take its place, in an environment of their own.
+int32_t changeSystem(Control& control) {
+  Ipm* ipm = control.ipm;
+  if (ipm->typeMethod != IPM_METHOD_NORMAL) return QZ_STATUS_OK;
+  ldlCleanUpAll(control.env, &ipm->laEnv, &ipm->ldlFactor, &ipm->ldlMemory);
+  return ipmInitNormal(ipm);
+}
+
 // The lists and limits of the solution-driven part. The limit above which a solution value is big lies between 100 and
 // 10000.
 int32_t prepareSubModel(Control& control) {
@@ -83,16 +91,13 @@ void printHeader(const Control& control) {
 }
 
 int32_t setUp(Control& control) {
-  // The normal equations have no factorisation yet, and nothing else may stand in for them.
-  if (control.option->typeMethod != IPM_METHOD_AUGMENTED) {
-    logText(control.env->log, QZ_LOG_ERROR, L"Error ipmSolve: the normal equations are not available.");
-    return QZ_STATUS_FAILED;
-  }
   int32_t status = createState(control);
   if (status != QZ_STATUS_OK) return status;
   status = createSubModel(control);
   if (status != QZ_STATUS_OK) return status;
   status = findStart(control);
+  if (status != QZ_STATUS_OK) return status;
+  status = changeSystem(control);
   if (status != QZ_STATUS_OK) return status;
   return prepareSubModel(control);
 }
@@ -127,7 +132,10 @@ int32_t leave(Control& control, int32_t result) {
   Ipm* ipm = control.ipm;
   getSolverStat(control.model, ipm);
   crossCheck(control);
-  if (ipm != nullptr) ldlCleanUp(env, ipm->laEnv, &ipm->ldlFactor, &ipm->ldlMemory);
+  if (ipm != nullptr) {
+    ldlCleanUp(env, ipm->laEnv, &ipm->ldlFactor, &ipm->ldlMemory);
+    chCleanUp(env, ipm->laEnv, &ipm->cholFactor, &ipm->cholMemory);
+  }
   if (result == QZ_STATUS_OK && control.option->crossover != 0)
     result = recordDirection(ipm, control.model, control.hub, control.submodel);
   if (ipm != nullptr) {

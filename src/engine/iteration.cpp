@@ -2,10 +2,9 @@
 
 #include <algorithm>
 
-#include "engine/augmented_system.h"
 #include "engine/directions.h"
-#include "engine/linear_algebra.h"
 #include "engine/measures.h"
+#include "engine/newton_system.h"
 #include "engine/stopping.h"
 #include "shell/log.h"
 
@@ -117,22 +116,17 @@ Step solveFailed(Loop& loop, int32_t status) {
   return leaveWith(loop, handedOn ? status : loop.ipm->status);
 }
 
-int32_t solveAugmented(Ipm* ipm, double* vector) {
-  return ldlSolve(ipm->env, ipm->debugLevel, ipm->numDim, ipm->stopState, ipm->ipmColBegin, ipm->ipmRowIndex,
-                  ipm->ipmMatValue, vector, ipm->laEnv, ipm->ldlFactor, ipm->ldlMemory, ipm->timer, &ipm->timeLdlSolve);
-}
-
 // One step: factor, predictor, centering, corrector, combined direction, update; a poll between all of them.
 Step takeStep(Loop& loop) {
   Ipm* ipm = loop.ipm;
-  computeAugmentDiag(ipm);
+  int32_t status = formSystem(ipm);
+  if (status != QZ_STATUS_OK) return leaveWith(loop, status);
   if (pollStop(ipm)) return Step::kControl;
-  int32_t status = ldlFactorize(ipm->env, ipm->numDim, ipm->ipmColBegin, ipm->ipmRowIndex, ipm->ipmMatValue, ipm->laEnv,
-                                ipm->ldlFactor, ipm->ldlMemory, ipm->timer, &ipm->timeLdlFactor);
+  status = factorSystem(ipm);
   if (status != QZ_STATUS_OK) return leaveWith(loop, status);
   if (pollStop(ipm)) return Step::kControl;
 
-  status = solveAugmented(ipm, ipm->rhsPredictor);
+  status = solveSystem(ipm, ipm->rhsPredictor);
   if (status != QZ_STATUS_OK) return solveFailed(loop, status);
   if (pollStop(ipm)) return Step::kControl;
   computePredictor(ipm);
@@ -145,7 +139,7 @@ Step takeStep(Loop& loop) {
   computeRhsCorrector(ipm);
   if (pollStop(ipm)) return Step::kControl;
 
-  status = solveAugmented(ipm, ipm->rhsCorrector);
+  status = solveSystem(ipm, ipm->rhsCorrector);
   if (status != QZ_STATUS_OK) return solveFailed(loop, status);
   if (pollStop(ipm)) return Step::kControl;
   computeStepCombined(ipm);

@@ -1,6 +1,6 @@
 #include "engine/linear_algebra.h"
 
-#include "qzipsolve/status.h"
+#include "engine/linear_algebra_status.h"
 #include "sparse/factor_cleanup.h"
 #include "sparse/ldl_analysis.h"
 #include "sparse/ldl_factor.h"
@@ -14,46 +14,6 @@ constexpr int32_t kDefaultOrdering = -1;
 constexpr int32_t kMaxRefine = 64;  // the environment's own default
 constexpr int32_t kKindNormal = 0;
 constexpr int32_t kKindAugmented = 1;
-
-// Adds the seconds between its construction and its end to a field; does nothing without timer or field.
-class Stopwatch {
- public:
-  Stopwatch(IPM_timer* timer, double* total) : timer_(total == nullptr ? nullptr : timer), total_(total) {
-    start_ = now();
-  }
-  Stopwatch(const Stopwatch&) = delete;
-  Stopwatch& operator=(const Stopwatch&) = delete;
-  ~Stopwatch() {
-    if (timer_ != nullptr) *total_ += now() - start_;
-  }
-
- private:
-  double now() {
-    double seconds = 0.0;
-    if (timer_ != nullptr) IPM_timerUsedTime(timer_, &seconds);
-    return seconds;
-  }
-
-  IPM_timer* timer_;
-  double* total_;
-  double start_;
-};
-
-// The engine's status for one of an LA_ call. LA_TOO_LARGE says of an analysis that no memory could hold the factor.
-int32_t mapStatus(int32_t status, bool tooLargeIsMemory, int32_t otherwise) {
-  switch (status) {
-    case LA_OK:
-      return QZ_STATUS_OK;
-    case LA_NO_MEMORY:
-      return QZ_STATUS_OUT_OF_MEMORY;
-    case LA_TOO_LARGE:
-      return tooLargeIsMemory ? QZ_STATUS_OUT_OF_MEMORY : otherwise;
-    case LA_CANCELLED:
-      return QZ_STATUS_INTERRUPTED;
-    default:
-      return otherwise;
-  }
-}
 
 void mirrorLdl(Env* env, SymbolicFactor* factor, NumericFactor* memory) {
   if (env == nullptr) return;
@@ -120,7 +80,7 @@ int32_t laEnvCreate(Env* env, QzPool* memory, LAEnv** laEnv) {
   *laEnv = LA_CreateLAEnv(pool, 0, &status);
   if (status == LA_OK && *laEnv == nullptr) status = LA_INCONSISTENT;
   if (env != nullptr) env->laEnv = *laEnv;
-  return mapStatus(status, false, QZ_STATUS_FAILED);
+  return engineStatus(status, false, QZ_STATUS_FAILED);
 }
 
 int32_t chSetup(LAEnv* laEnv, int32_t numThread) {
@@ -140,7 +100,7 @@ int32_t ldlAnalyze(Env* env, int32_t n, const int32_t* colBegin, const int32_t* 
   const Stopwatch watch(timer, time);
   const int32_t status = LA_AnalyzeMatrixLDL(n, colBegin, rowIndex, matValue, laEnv, ldlFactor, ldlMemory);
   mirrorLdl(env, *ldlFactor, *ldlMemory);
-  return mapStatus(status, true, QZ_STATUS_FAILED);
+  return engineStatus(status, true, QZ_STATUS_FAILED);
 }
 
 int32_t ldlFactorize(Env* /*env*/, int32_t n, const int32_t* colBegin, const int32_t* rowIndex, const double* matValue,
@@ -149,7 +109,7 @@ int32_t ldlFactorize(Env* /*env*/, int32_t n, const int32_t* colBegin, const int
   if (laEnv == nullptr || ldlFactor == nullptr || ldlMemory == nullptr) return QZ_STATUS_FAILED;
   const Stopwatch watch(timer, time);
   const int32_t status = LA_FactorMatrixLDL(0, n, colBegin, rowIndex, matValue, laEnv, ldlFactor, ldlMemory);
-  return mapStatus(status, false, QZ_STATUS_FAILED);
+  return engineStatus(status, false, QZ_STATUS_FAILED);
 }
 
 int32_t ldlSolve(Env* /*env*/, int32_t /*debugLevel*/, int32_t /*n*/, int32_t /*stopState*/, const int32_t* colBegin,
@@ -159,7 +119,7 @@ int32_t ldlSolve(Env* /*env*/, int32_t /*debugLevel*/, int32_t /*n*/, int32_t /*
   const Stopwatch watch(timer, time);
   const int32_t status = LA_SolveMatrixLDL(0, colBegin, rowIndex, matValue, v, laEnv, ldlFactor, ldlMemory);
   if (status == LA_FGMRES_TOLERANCE || status == LA_FGMRES_LIMIT) return QZ_STATUS_OK;
-  return mapStatus(status, false, kSolveFailed);
+  return engineStatus(status, false, kSolveFailed);
 }
 
 void ldlCleanUp(Env* env, LAEnv* laEnv, SymbolicFactor** ldlFactor, NumericFactor** ldlMemory) {

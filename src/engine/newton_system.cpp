@@ -1,0 +1,34 @@
+#include "engine/newton_system.h"
+
+#include "engine/augmented_system.h"
+#include "engine/linear_algebra.h"
+#include "engine/linear_algebra_cholesky.h"
+#include "engine/normal_system.h"
+
+namespace qz {
+
+int32_t formSystem(Ipm* ipm) {
+  if (ipm->typeMethod != IPM_METHOD_NORMAL) {
+    computeAugmentDiag(ipm);
+    return QZ_STATUS_OK;
+  }
+  const int32_t status = computeNormalDiag(ipm);
+  if (status != QZ_STATUS_OK) return status;
+  computeNormalMatrix(ipm);
+  updateNormalDiag(ipm);
+  return QZ_STATUS_OK;
+}
+
+int32_t factorSystem(Ipm* ipm) {
+  if (ipm->typeMethod == IPM_METHOD_NORMAL) return chFactorize(ipm->env, ipm);
+  return ldlFactorize(ipm->env, ipm->numDim, ipm->ipmColBegin, ipm->ipmRowIndex, ipm->ipmMatValue, ipm->laEnv,
+                      ipm->ldlFactor, ipm->ldlMemory, ipm->timer, &ipm->timeLdlFactor);
+}
+
+int32_t solveSystem(Ipm* ipm, double* vector) {
+  if (ipm->typeMethod == IPM_METHOD_NORMAL) return solveNormalEquation(ipm, vector);
+  return ldlSolve(ipm->env, ipm->debugLevel, ipm->numDim, ipm->stopState, ipm->ipmColBegin, ipm->ipmRowIndex,
+                  ipm->ipmMatValue, vector, ipm->laEnv, ipm->ldlFactor, ipm->ldlMemory, ipm->timer, &ipm->timeLdlSolve);
+}
+
+}  // namespace qz
