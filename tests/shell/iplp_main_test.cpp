@@ -398,6 +398,21 @@ TEST_F(Solve, GapAloneGivesTenWithoutMeasures) {
   EXPECT_EQ(log.codes(), (Codes{kBase + 0x801, kBase + 0x805, kBase + 0x00d, kBase + 0x806}));
 }
 
+TEST_F(Solve, ComplementarityIsHeldAgainstTheOptimalityTolerance) {
+  // x0 x d0 = 1e-4 beside an objective of 1e6, which hides it from the relative gap.
+  LpData pair(1, "E", {1e6}, {}, {{1e-2, 0, kInf, {}}, {1, -kInf, kInf, {{0, 1}}}});
+  fakeEngine = [](const EngineCall& call) {
+    plantSolution(call, {1e-2, 1e6}, {1});
+    call.model->complementarity = 1e300;
+    return call.model->status = 1, 0;
+  };
+  options->tolPrimal = options->tolDual = 1e-2;
+  EXPECT_EQ(solve(pair), 15);
+  EXPECT_DOUBLE_EQ(pair.record.complementarity, 1e-4);
+  options->tolOptimality = 1e-3;
+  EXPECT_EQ(solve(pair), 1);
+}
+
 TEST_F(Solve, ReducedAccuracyIsMeasuredAgain) {
   plant(15);
   EXPECT_EQ(solve(data), 1) << "the caller's data confirm a full optimum";
