@@ -5,6 +5,8 @@
 #include <cmath>
 #include <limits>
 
+#include "sparse/factor_cleanup.h"
+#include "sparse/ldl_analysis.h"
 #include "sparse/ldl_factor.h"
 #include "sparse/ldl_hand_made.h"
 #include "sparse/ldl_matrices.h"
@@ -451,6 +453,43 @@ TEST_F(LDLSolve, LargeScratchServesAsTheArea) {
   EXPECT_TRUE(status == 6 || status == 7);
   EXPECT_EQ(host.allocations(), allocations + 1) << "the copy of the right-hand side";
   EXPECT_LT(backwardError(a.dense, x, b), 1e-14);
+}
+
+// ---- Behind the analysis ----
+
+TEST_F(LDLSolve, AnalysedFactoredAndSolved) {
+  env->computeInertia = 1;
+  for (Shape shape : kAllShapes) {
+    for (int n : {1, 2, 15, 90, 200}) {
+      SCOPED_TRACE(qztest::nameOf(shape) + ", n " + std::to_string(n));
+      std::mt19937 rng(static_cast<unsigned>(n + 1));
+      const SymmetricMatrix a = SymmetricMatrix::fromDense(makeMatrix(shape, n, rng), shape != Shape::SaddlePoint);
+      const int64_t before = host.outstanding();
+      qz::SymbolicFactor* symbolic = nullptr;
+      qz::NumericFactor* numeric = nullptr;
+      ASSERT_EQ(
+          qz::LA_AnalyzeMatrixLDL(n, a.colBegin.data(), a.rowIndex.data(), a.value.data(), env, &symbolic, &numeric),
+          qz::LA_OK);
+      ASSERT_EQ(symbolic->blocked, 0);
+      // Twice, as the engine refills a factor.
+      for (int round = 0; round < 2; ++round) {
+        ASSERT_EQ(
+            qz::LA_FactorMatrixLDL(0, n, a.colBegin.data(), a.rowIndex.data(), a.value.data(), env, symbolic, numeric),
+            qz::LA_OK);
+        EXPECT_EQ(env->numPositivePivots + env->numNegativePivots, n);
+        if (shape == Shape::Zero) continue;
+        env->maxRefine = 64;
+        const VectorXd b = randomVector(n, rng);
+        VectorXd x = b;
+        const int32_t status = qz::LA_SolveMatrixLDL(0, a.colBegin.data(), a.rowIndex.data(), a.value.data(), x.data(),
+                                                     env, symbolic, numeric);
+        EXPECT_TRUE(status == 6 || status == 7);
+        EXPECT_LT(backwardError(a.dense, x, b), 1e-13);
+      }
+      qz::LA_CleanUpLDL(env, &symbolic, &numeric);
+      EXPECT_EQ(host.outstanding(), before);
+    }
+  }
 }
 
 }  // namespace
