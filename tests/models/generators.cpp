@@ -69,15 +69,14 @@ Kind drawColumnKind(Random& random, const Recipe& recipe) {
   if ((ticket -= recipe.freeColumns) < 0.0) return Kind::free;
   if ((ticket -= recipe.boxedColumns) < 0.0) return Kind::boxed;
   if ((ticket -= recipe.fixedColumns) < 0.0) return Kind::fixed;
-  if ((ticket -= recipe.upperColumns) < 0.0) return Kind::upper;
-  return Kind::lower;
+  return ticket < recipe.upperColumns ? Kind::upper : Kind::lower;
 }
 
 Kind drawRowKind(Random& random, const Recipe& recipe) {
   double ticket = random.uniform(0.0, 1.0);
   if ((ticket -= recipe.equations) < 0.0) return Kind::fixed;
   if ((ticket -= recipe.ranges) < 0.0) return Kind::boxed;
-  if ((ticket -= recipe.freeRows) < 0.0) return Kind::free;
+  if (ticket < recipe.freeRows) return Kind::free;
   return random.chance(0.5) ? Kind::lower : Kind::upper;
 }
 
