@@ -145,8 +145,10 @@ std::optional<Arguments> parseArguments(int argc, const char* const* argv, int& 
     exitCode = exitBadInput;
     return std::nullopt;
   }
-  for (const auto& [name, value] : arguments.options)
+  for (const auto& [name, value] : arguments.options) {
     if (name == "printLevel") arguments.printLevel = static_cast<int>(value);
+    if (name == "debugLevel") arguments.debugLevel = static_cast<int>(value);
+  }
   return arguments;
 }
 

@@ -13,6 +13,7 @@ struct Arguments {
   std::string solutionFile;  // empty for none
   bool json = false;
   int printLevel = 2;
+  int debugLevel = 0;
   std::vector<std::pair<std::string, double>> options;  // names of the C API with values, in the order to set them
 };
 

@@ -27,8 +27,11 @@ int complain(const std::string& what, const std::string& file = {}) {
   return exitBadInput;
 }
 
-// Every line at once, so that a reader at the end of a pipe sees the table grow.
-void showLine(int, uint32_t, const char* line, void*) {
+// Every line at once, so that a reader at the end of a pipe sees the table grow. Debug texts are for those who asked
+// for them, but for the errors among them.
+void showLine(int level, uint32_t, const char* line, void* debugLevel) {
+  const bool isDebug = level == QZLP_LOG_DEBUG && std::strncmp(line, "Error", 5) != 0;
+  if (isDebug && *static_cast<const int*>(debugLevel) == 0) return;
   std::puts(line);
   std::fflush(stdout);
 }
@@ -64,9 +67,10 @@ int prepare(const Arguments& arguments, const ModelFile& model, Solver& lp) {
     complain(qzlp_error(lp.get()), arguments.file);
     return loaded == QZLP_ERROR_MODEL ? exitBadInput : exitFailed;
   }
-  const bool callbacks = (arguments.printLevel == 0 ||
-                          qzlp_setLogCallback(lp.get(), arguments.json ? showTrouble : showLine, nullptr) == QZLP_OK) &&
-                         qzlp_setBreakCallback(lp.get(), wasInterrupted, nullptr) == QZLP_OK;
+  const bool callbacks =
+      (arguments.printLevel == 0 || qzlp_setLogCallback(lp.get(), arguments.json ? showTrouble : showLine,
+                                                        const_cast<int*>(&arguments.debugLevel)) == QZLP_OK) &&
+      qzlp_setBreakCallback(lp.get(), wasInterrupted, nullptr) == QZLP_OK;
   return callbacks ? exitOptimal : complain(qzlp_error(lp.get()));
 }
 
