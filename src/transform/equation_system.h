@@ -23,7 +23,7 @@ enum : int32_t {
 // Solves M x = rhs in place. begin has numDim + 1 entries; index, value and begin are overwritten by the reduced system
 // when the presolve removes anything, so arrays that live on must not be passed. rhs (numDim) returns the solution.
 // start (numDim, may be null unless mode is EQN_TO_POINT) gives the values of unknowns that no equation holds, 0
-// without it; it is overwritten with the reference of the reduced system in mode EQN_TO_POINT.
+// without it.
 //
 // The first numCol unknowns are columns of a model and the others its rows, which names the verdict on an equation
 // without solution: 3 (primal infeasible) when it stands in a row position, 4 in a column position. Otherwise 0, -1086,
@@ -32,7 +32,7 @@ enum : int32_t {
 // In mode EQN_TO_POINT the whole solution is replaced by the reference when some entry differs from it by more than
 // both the reference's magnitude and 1e-4.
 [[nodiscard]] int32_t eqnSolve(double infinity, double tol, Env* env, int32_t numDim, int32_t numCol, int32_t numThread,
-                               int32_t* begin, int32_t* index, double* value, double* rhs, double* start,
+                               int32_t* begin, int32_t* index, double* value, double* rhs, const double* start,
                                int32_t debugLevel, int32_t mode);
 
 // The presolve of eqnSolve. `model` is the system as told above, `presolver` a zeroed record. Removes noise elements,
