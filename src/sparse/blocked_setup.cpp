@@ -6,6 +6,7 @@
 #include "shell/pool.h"
 #include "sparse/block_grid.h"
 #include "sparse/block_tasks.h"
+#include "sparse/engine_common.h"
 #include "sparse/factor_decision.h"
 
 namespace qz {
@@ -34,7 +35,8 @@ int32_t allocateThreads(QzPool* memory, SymbolicFactor* symbolic) {
   symbolic->threads = poolAllocateZero<QzThread*>(memory, numThreads);
   if (symbolic->threads == nullptr) return LA_NO_MEMORY;
   symbolic->workerThreads = poolAllocateZero<QzThread*>(memory, numThreads - 1);
-  return symbolic->workerThreads == nullptr ? LA_NO_MEMORY : LA_OK;
+  if (symbolic->workerThreads == nullptr) return LA_NO_MEMORY;
+  return allocateEngine(memory, symbolic);
 }
 
 int32_t allocateSlots(QzPool* memory, int32_t maxRows, SymbolicFactor* symbolic) {
@@ -53,11 +55,19 @@ int32_t allocateSlots(QzPool* memory, int32_t maxRows, SymbolicFactor* symbolic)
 
 }  // namespace
 
+int64_t threadScratchDoubles(const SymbolicFactor* symbolic) {
+  if (symbolic->pivotKind == nullptr) return symbolic->maxBlockEntries;
+  const int64_t square = static_cast<int64_t>(symbolic->blockSize) * symbolic->blockSize;
+  return symbolic->maxBlockEntries + std::max<int64_t>(symbolic->maxPanelEntries, square);
+}
+
+int64_t threadTransitBytes(const SymbolicFactor* symbolic) {
+  return symbolic->pivotKind != nullptr ? transitBytesLDL : transitBytesCholesky;
+}
+
 int64_t threadScratchSlice(const SymbolicFactor* symbolic) {
   const int64_t indices = std::max<int64_t>(2 * static_cast<int64_t>(symbolic->blockSize), symbolic->numRows);
-  const int64_t doubles = static_cast<int64_t>(symbolic->maxBlockEntries) + symbolic->maxPanelEntries;
-  const int64_t transit = symbolic->pivotKind != nullptr ? transitBytesLDL : transitBytesCholesky;
-  const int64_t bytes = 8 * doubles + transit + 4 * indices;
+  const int64_t bytes = 8 * threadScratchDoubles(symbolic) + threadTransitBytes(symbolic) + 4 * indices;
   return (bytes + sliceMultiple - 1) / sliceMultiple * sliceMultiple;
 }
 

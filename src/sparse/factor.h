@@ -15,7 +15,8 @@
 
 namespace qz {
 
-// Tasks of the dynamic scheduler; complete with the parallel factorisations.
+// Of the parallel factorisations, see engine_common.h and task_pool.h.
+struct EngineShared;
 struct TaskPool;
 struct ThreadContext;
 
@@ -47,7 +48,8 @@ struct SymbolicFactor {
   int32_t poolCapacity;     // initial size of the task pool
   QzThread** threads;       // one host thread object per thread
   TaskPool* taskPool;
-  ThreadContext* threadContexts;
+  ThreadContext* threadContexts;  // one per thread
+  EngineShared* engineShared;     // what they share beside the arrays below
   volatile int64_t** blockState;  // static pipeline: per supernode the state of each block
   int32_t** blockTaskList;        // static pipeline: per block the ordered list of its updates, ended by -1
   int32_t* blockCursor;           // static pipeline: per block the position in its list

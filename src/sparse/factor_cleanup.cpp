@@ -1,6 +1,8 @@
 #include "sparse/factor_cleanup.h"
 
 #include "shell/pool.h"
+#include "sparse/engine_common.h"
+#include "sparse/worker_team.h"
 
 namespace qz {
 
@@ -32,7 +34,7 @@ void freeSymbolic(QzPool* memory, SymbolicFactor* symbolic) {
   poolFree(memory, symbolic->taskPool);
   poolFree(memory, symbolic->taskStacks);
   poolFree(memory, symbolic->stackLocks);
-  poolFree(memory, symbolic->threadContexts);
+  freeEngine(memory, symbolic);
   poolFree(memory, symbolic->slotFlags);
   poolFree(memory, symbolic->slotUsers);
   poolFree(memory, symbolic->slotValues);
@@ -42,6 +44,7 @@ void freeFactor(LAEnv* env, SymbolicFactor** symbolic, NumericFactor** numeric) 
   if (env == nullptr) return;
   QzPool* memory = env->memory;
   if (symbolic != nullptr && *symbolic != nullptr) {
+    if (hasWorkers(*symbolic)) interruptWorkers(*symbolic);
     freeSymbolic(memory, *symbolic);
     poolFree(memory, *symbolic);
   }

@@ -7,7 +7,8 @@
 namespace qz {
 
 // Both free everything that hangs from the two records, the records themselves, and clear the handles. Null handles are
-// no fault; so is a factor whose analysis stopped half-way. The memory handle is taken from `env`.
+// no fault; so is a factor whose analysis stopped half-way. The memory handle is taken from `env`. Workers of a
+// factorisation that was abandoned are cancelled and joined first.
 void LA_CleanUpLDL(LAEnv* env, SymbolicFactor** symbolic, NumericFactor** numeric);
 void LA_CleanUpCholesky(LAEnv* env, SymbolicFactor** symbolic, NumericFactor** numeric);
 

@@ -50,34 +50,37 @@ enum : int32_t {
   LA_KEY_EIGEN_COUNT = 24
 };
 
+struct FactorPlan;
+
 struct LAEnv {
-  QzPool* memory;               // allocator of everything in the solvers, not owned
-  int64_t creatorData;          // stored only
-  int32_t problemKind;          // 1: which matrix is factored: 0 normal equations, 1 augmented; 0 to 5
-  int32_t orderingMethod;       // -1: requested ordering engine, -1 to 4; the analyses write back the one used
-  int32_t numThreads;           // 1: threads of the factorisation, capped by host.cpucorecount
-  int32_t constrained;          // 0: constrained nested dissection
-  int32_t reservedCount;        // 1: copied into the symbolic record
-  int32_t staticPermGeneral;    // 0: static pivoting permutation of a general matrix
-  int32_t staticPermAugmented;  // 0: static pivoting permutation of an augmented matrix; wins over the general one
-  int32_t numLeadingRows;       // 0: size of the leading block of an augmented matrix, 0 when not known
-  int32_t matchingVariant;      // 0: handed to the static permutations
-  int32_t computeInertia;       // 0: ask for the pivot statistics
-  int32_t numPositivePivots;    // result
-  int32_t numNegativePivots;    // result
-  int32_t useFgmres;            // 1: refine LDL solves with FGMRES, else plain iterative refinement
-  double pivotRatio;            // result: smallest over largest absolute pivot
-  int32_t reservedFlag;         // 0: stored only
-  int32_t maxRefine;            // 64: refinement steps; a solve overwrites it with the value it used
-  int32_t fgmresMinimum;        // 4
-  int32_t fgmresRestart;        // 16
-  int32_t fgmresMode;           // 0
-  double refineTolerance;       // 1e-16: stopping tolerance of FGMRES
-  double refineResidual;        // result: residual at which FGMRES stopped
-  int32_t staticPipeline;       // 1: static pipeline, 0: dynamic scheduler
-  int32_t eigenIterationLimit;  // -1: used when positive
-  char eigenEnd;                // 'S': end of the spectrum, 'S' smallest or 'L' largest
-  int32_t eigenCount;           // 1: eigenpairs wanted
+  QzPool* memory;                // allocator of everything in the solvers, not owned
+  int64_t creatorData;           // stored only
+  int32_t problemKind;           // 1: which matrix is factored: 0 normal equations, 1 augmented; 0 to 5
+  int32_t orderingMethod;        // -1: requested ordering engine, -1 to 4; the analyses write back the one used
+  int32_t numThreads;            // 1: threads of the factorisation, capped by host.cpucorecount
+  int32_t constrained;           // 0: constrained nested dissection
+  int32_t reservedCount;         // 1: copied into the symbolic record
+  int32_t staticPermGeneral;     // 0: static pivoting permutation of a general matrix
+  int32_t staticPermAugmented;   // 0: static pivoting permutation of an augmented matrix; wins over the general one
+  int32_t numLeadingRows;        // 0: size of the leading block of an augmented matrix, 0 when not known
+  int32_t matchingVariant;       // 0: handed to the static permutations
+  int32_t computeInertia;        // 0: ask for the pivot statistics
+  int32_t numPositivePivots;     // result
+  int32_t numNegativePivots;     // result
+  int32_t useFgmres;             // 1: refine LDL solves with FGMRES, else plain iterative refinement
+  double pivotRatio;             // result: smallest over largest absolute pivot
+  int32_t reservedFlag;          // 0: stored only
+  int32_t maxRefine;             // 64: refinement steps; a solve overwrites it with the value it used
+  int32_t fgmresMinimum;         // 4
+  int32_t fgmresRestart;         // 16
+  int32_t fgmresMode;            // 0
+  double refineTolerance;        // 1e-16: stopping tolerance of FGMRES
+  double refineResidual;         // result: residual at which FGMRES stopped
+  int32_t staticPipeline;        // 1: static pipeline, 0: dynamic scheduler
+  int32_t eigenIterationLimit;   // -1: used when positive
+  char eigenEnd;                 // 'S': end of the spectrum, 'S' smallest or 'L' largest
+  int32_t eigenCount;            // 1: eigenpairs wanted
+  const FactorPlan* forcedPlan;  // null: tests put here what replaces the tables of factor_decision.h; not owned
 };
 
 // A new environment with the defaults above; null with *status 1 when memory is short, 9 for a null memory handle.

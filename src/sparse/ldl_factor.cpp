@@ -2,6 +2,7 @@
 
 #include "sparse/inertia.h"
 #include "sparse/ldl_factor_serial.h"
+#include "sparse/parallel_factor.h"
 #include "sparse/pattern.h"
 
 namespace qz {
@@ -28,10 +29,10 @@ int32_t copyLowerTriangle(int32_t n, const int32_t* colBegin, const int32_t* row
 }
 
 // The engine that the analysis settled on.
-int32_t runEngine(SymbolicFactor* symbolic, NumericFactor* numeric) {
-  // The blocked engines plug in here; until they exist a blocked factor can't be computed.
-  if (symbolic->blocked != 0) return LA_INCONSISTENT;
-  return NumericLDLSerial(symbolic, numeric);
+int32_t runEngine(QzPool* memory, SymbolicFactor* symbolic, NumericFactor* numeric) {
+  if (symbolic->blocked == 0) return NumericLDLSerial(symbolic, numeric);
+  const LowerMatrix matrix{numeric->colBegin, numeric->rowIndex, numeric->matValue};
+  return NumericLDLDParallel(memory, matrix, symbolic, numeric);
 }
 
 }  // namespace
@@ -47,7 +48,7 @@ int32_t LA_FactorMatrixLDL(int32_t alreadyPermuted, int32_t n, const int32_t* co
   symbolic->pivotTolerance = kLDLPivotTolerance;
   symbolic->numPerturbed = 0;
   symbolic->factorState = 1;
-  status = runEngine(symbolic, numeric);
+  status = runEngine(env->memory, symbolic, numeric);
   symbolic->factorState = -1;
   if (status != LA_OK || env->computeInertia == 0) return status;
   if (symbolic->blocked != 0) {

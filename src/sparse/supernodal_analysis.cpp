@@ -38,7 +38,7 @@ void choosePath(LAEnv* env, SymbolicFactor* symbolic) {
   const FactorPath chosen =
       isLDL(symbolic) ? chooseLDLPath(shape, env->numThreads, env->problemKind, symbolic->staticPipeline)
                       : chooseCholeskyPath(shape, env->numThreads, env->problemKind, symbolic->staticPipeline);
-  const FactorPath path = availablePath(chosen);
+  const FactorPath path = env->forcedPlan != nullptr ? env->forcedPlan->path : availablePath(chosen);
   symbolic->blocked = path.blocked;
   symbolic->numThreads = path.numThreads;
   symbolic->staticPipeline = path.staticPipeline;
@@ -47,6 +47,7 @@ void choosePath(LAEnv* env, SymbolicFactor* symbolic) {
 
 int32_t blockSizeOf(const LAEnv* env, const SymbolicFactor* symbolic) {
   if (symbolic->blocked == 0) return 0;
+  if (env->forcedPlan != nullptr) return env->forcedPlan->blockSize;
   const FactorShape shape = shapeOf(env, symbolic);
   return isLDL(symbolic) ? ldlBlockSize(shape, symbolic->numThreads, env->problemKind, symbolic->staticPipeline)
                          : choleskyBlockSize(shape, symbolic->numThreads, symbolic->staticPipeline);
