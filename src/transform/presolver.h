@@ -23,6 +23,25 @@ enum : int32_t {
   PREROUTE_FREE = 4       // free columns exist
 };
 
+// Entries of Presolver::rowMap below 0: what became of a removed row. FIXED, LOWER, UPPER and RANGE rows set bounds, and
+// the postsolve finds their duals; the others start with dual 0.
+enum : int32_t {
+  ROWMAP_FREE = -1,    // the row bounds nothing, or it is redundant
+  ROWMAP_FIXED = -2,   // the row fixed every one of its columns
+  ROWMAP_LOWER = -3,   // a singleton row that set its column's lower bound
+  ROWMAP_UPPER = -4,   // its upper bound
+  ROWMAP_RANGE = -5,   // both
+  ROWMAP_EMPTY = -6,   // no element was left, or all columns sat at the forced bounds already
+  ROWMAP_POSTDET = -7  // the row determines a column after the solve of an equation system
+};
+
+// Entries of Presolver::colMap below 0: what became of a removed column.
+enum : int32_t {
+  COLMAP_FIXED = -1,   // removed at its bounds, which had met
+  COLMAP_EMPTY = -2,   // removed without any element
+  COLMAP_POSTDET = -3  // determined after the solve of an equation system, listed in postdetList
+};
+
 struct Presolver {
   int32_t typeModel;
   int32_t preControl;
@@ -71,8 +90,16 @@ struct Presolver {
   int32_t infeasCol;
   int32_t tightenEnabled;
   int32_t singletonEnabled;
+  double* shiftValue;    // numCol of the shifted model: the amount taken out of each column
+  int32_t* shiftStatus;  // the same: SHIFT_...
 };
 
+// Fills a zeroed record for `model`: working copies by column (packed) and by row, no reduction yet, all checks open.
+// 0, or -1086; what was made so far stays in the record, for DestroyPresolver.
+[[nodiscard]] int32_t CreatePresolver(Env* env, const Model* model, const IpmOption* options, Presolver* presolver);
+// Frees the working arrays that the postsolve does not read: maps, bounds, costs and senses stay, and with columns to
+// determine also the row copy and the right-hand sides.
+void FreePresolver(Env* env, Presolver* presolver);
 // Frees the record with every array it holds and clears the pointer; null is no fault. inModel is not owned.
 void DestroyPresolver(Env* env, Presolver** presolver);
 
