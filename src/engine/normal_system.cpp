@@ -19,6 +19,12 @@ template <class T>
   return array != nullptr;
 }
 
+// True when the diagonal of M holds a term of E. It does also where a row of A has no elements: without it the slack
+// of such a row could not move.
+bool hasInequality(const Ipm* ipm, int32_t i) {
+  return ipm->rowSense[i] == 'G';
+}
+
 // Calls visit(r) for each row r that shares a column with row i, once for every column that they share.
 template <class Visit>
 void forEachNeighbour(const Ipm* ipm, int32_t i, const Visit& visit) {
@@ -148,10 +154,12 @@ int32_t createNormalMatrix(Ipm* ipm) {
   int64_t count = 0;
   ipm->ipmColBegin[0] = 0;
   for (int32_t i = 0; i < ipm->numRow; ++i) {
-    forEachNeighbour(ipm, i, [&](int32_t r) {
+    const auto mark = [&](int32_t r) {
       count += marker[r] != i ? 1 : 0;
       marker[r] = i;
-    });
+    };
+    if (hasInequality(ipm, i)) mark(i);
+    forEachNeighbour(ipm, i, mark);
     if (count > INT32_MAX) return QZ_STATUS_OUT_OF_MEMORY;
     ipm->ipmColBegin[i + 1] = static_cast<int32_t>(count);
   }
@@ -165,6 +173,7 @@ int32_t setupNormalMatrix(Ipm* ipm) {
   if (flag.allocateZero(ipm->env->pool, ipm->numRow) != QZ_STATUS_OK) return QZ_STATUS_OUT_OF_MEMORY;
   int32_t position = 0;
   for (int32_t i = 0; i < ipm->numRow; ++i) {
+    if (hasInequality(ipm, i)) flag[i] = 1;
     forEachNeighbour(ipm, i, [&](int32_t r) { flag[r] = 1; });
     ipm->ineqnDiagIndex[i] = -1;
     for (int32_t r = 0; r < ipm->numRow; ++r) {
@@ -201,10 +210,8 @@ void computeNormalMatrix(Ipm* ipm) {
 }
 
 void updateNormalDiag(Ipm* ipm) {
-  forEachIneqnRow(ipm, [&](int32_t i) {
-    const int32_t diagonal = ipm->ineqnDiagIndex[i];
-    if (diagonal >= 0) ipm->ipmMatValue[diagonal] += ipm->ineqnSlack[i] / ipm->dual[i];
-  });
+  forEachIneqnRow(ipm,
+                  [&](int32_t i) { ipm->ipmMatValue[ipm->ineqnDiagIndex[i]] += ipm->ineqnSlack[i] / ipm->dual[i]; });
 }
 
 int32_t computeNormalDiag(Ipm* ipm) {

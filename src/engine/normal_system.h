@@ -4,8 +4,9 @@
 // inequality rows. They come from the augmented system by eliminating dx, with D = Theta^-1.
 //
 // M stands in ipmColBegin, ipmRowIndex and ipmMatValue, both triangles, rows of a column ascending. ineqnDiagIndex
-// tells where the diagonals stand; a row of A without elements has an empty column and no diagonal, -1. The pattern is
-// made once per model; the values are written anew in each iteration. A by rows (ipmRowBegin with numRow + 1 entries,
+// tells where the diagonals stand. A G row always has one. An E row of A without elements has an empty column and no
+// diagonal, -1; the factorisation takes it out. The pattern is made once per model; the values are written anew in each
+// iteration. A by rows (ipmRowBegin with numRow + 1 entries,
 // ipmRowLength, ipmColIndex, ipmRowValue) drives both.
 #pragma once
 
@@ -38,7 +39,7 @@ namespace qz {
 [[nodiscard]] int32_t computeNormalDiag(Ipm* ipm);
 // The values A D A', lower triangle and mirror in one pass. Columns of A must be sorted by row.
 void computeNormalMatrix(Ipm* ipm);
-// Adds E: s_i / y_i on G rows that have a diagonal.
+// Adds E: s_i / y_i on G rows.
 void updateNormalDiag(Ipm* ipm);
 
 // Solves in place on v of numDim entries, column part first: from (rc, rr) to dy with M dy = -rr - A D rc in the row
