@@ -8,6 +8,7 @@
 #include "sparse/block_tasks.h"
 #include "sparse/engine_common.h"
 #include "sparse/factor_decision.h"
+#include "sparse/task_pool.h"
 
 namespace qz {
 
@@ -17,7 +18,6 @@ constexpr int64_t intLimit = std::numeric_limits<int32_t>::max();
 constexpr int64_t sliceMultiple = 32;
 constexpr int64_t transitBytesCholesky = 2016;
 constexpr int64_t transitBytesLDL = 16;
-constexpr int64_t stackIntegers = 501;  // a count and up to 100 tasks of five integers
 
 int32_t setUpTasks(QzPool* memory, SymbolicFactor* symbolic) {
   int32_t numBlocks = 0;
@@ -90,7 +90,10 @@ int32_t setUpBlockedCholesky(LAEnv* env, SymbolicFactor* symbolic) {
   status = allocateThreads(env->memory, symbolic);
   if (status != LA_OK || symbolic->staticPipeline != 0) return status;
   symbolic->poolCapacity = choleskyPoolCapacity;
-  symbolic->taskStacks = poolAllocateZero<int32_t>(env->memory, stackIntegers * symbolic->numThreads);
+  status = allocateTaskPool(env->memory, symbolic);
+  if (status != LA_OK) return status;
+  symbolic->taskStacks =
+      poolAllocateZero<int32_t>(env->memory, static_cast<int64_t>(kStackIntegers) * symbolic->numThreads);
   if (symbolic->taskStacks == nullptr) return LA_NO_MEMORY;
   symbolic->stackLocks = poolAllocateZero<QzLock*>(env->memory, symbolic->numThreads);
   return symbolic->stackLocks == nullptr ? LA_NO_MEMORY : LA_OK;
@@ -108,6 +111,8 @@ int32_t setUpBlockedLDL(LAEnv* env, SymbolicFactor* symbolic) {
   if (status != LA_OK) return status;
   if (symbolic->staticPipeline == 0) {
     symbolic->poolCapacity = ldlPoolCapacity(symbolic->numLeaves, symbolic->numSupernodes);
+    status = allocateTaskPool(env->memory, symbolic);
+    if (status != LA_OK) return status;
   }
   return allocateThreads(env->memory, symbolic);
 }

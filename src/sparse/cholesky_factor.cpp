@@ -4,6 +4,7 @@
 
 #include "sparse/cholesky_factor_serial.h"
 #include "sparse/matrix_norms.h"
+#include "sparse/parallel_factor.h"
 #include "sparse/pattern.h"
 
 namespace qz {
@@ -16,10 +17,10 @@ constexpr double kLargeNorm = 9741.98468610229;       // 1 / sqrt(kRelativeToler
 constexpr double kVeryLargeNorm = 94906265.62425153;  // 1 / kRelativeTolerance
 
 // The engine that the analysis settled on.
-int32_t runEngine(const LowerMatrix& matrix, SymbolicFactor* symbolic, NumericFactor* numeric) {
-  // The blocked engines plug in here; until they exist a blocked factor can't be computed.
-  if (symbolic->blocked != 0) return LA_INCONSISTENT;
-  return NumericCholSerial(matrix, symbolic, numeric);
+int32_t runEngine(QzPool* memory, const LowerMatrix& matrix, SymbolicFactor* symbolic, NumericFactor* numeric) {
+  if (symbolic->blocked == 0) return NumericCholSerial(matrix, symbolic, numeric);
+  if (symbolic->staticPipeline != 0) return NumericCholDParallel(memory, matrix, symbolic, numeric);
+  return NumericCholParallel(memory, matrix, symbolic, numeric);
 }
 
 }  // namespace
@@ -50,7 +51,7 @@ int32_t LA_FactorMatrixCholesky(int32_t alreadyPermuted, int32_t n, const int32_
     symbolic->pivotTolerance = choleskyPivotTolerance(norm);
   }
   symbolic->factorState = 1;
-  const int32_t status = runEngine(matrix, symbolic, numeric);
+  const int32_t status = runEngine(env->memory, matrix, symbolic, numeric);
   symbolic->factorState = -1;
   return status;
 }

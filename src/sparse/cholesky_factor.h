@@ -5,15 +5,9 @@
 
 #include "sparse/factor.h"
 #include "sparse/la_env.h"
+#include "sparse/lower_matrix.h"
 
 namespace qz {
-
-// The lower triangle of the matrix in the factor's order, by columns; rows of a column stand in any order.
-struct LowerMatrix {
-  const int32_t* colBegin;  // numRows + 1
-  const int32_t* rowIndex;
-  const double* matValue;
-};
 
 // Factors a matrix with the pattern that was analysed; the factor can be refilled as often as wanted.
 // alreadyPermuted 0: both triangles in the caller's order, of which the permuted lower triangle is copied into

@@ -1,7 +1,9 @@
 #include "sparse/factor_cleanup.h"
 
 #include "shell/pool.h"
+#include "sparse/dynamic_scheduler.h"
 #include "sparse/engine_common.h"
+#include "sparse/task_pool.h"
 #include "sparse/worker_team.h"
 
 namespace qz {
@@ -31,7 +33,7 @@ void freeSymbolic(QzPool* memory, SymbolicFactor* symbolic) {
   freeSharedTable(memory, symbolic->blockState);
   freeSharedTable(memory, symbolic->blockTaskList);
   poolFree(memory, symbolic->threads);
-  poolFree(memory, symbolic->taskPool);
+  freeTaskPool(memory, symbolic);
   poolFree(memory, symbolic->taskStacks);
   poolFree(memory, symbolic->stackLocks);
   freeEngine(memory, symbolic);
@@ -44,7 +46,10 @@ void freeFactor(LAEnv* env, SymbolicFactor** symbolic, NumericFactor** numeric) 
   if (env == nullptr) return;
   QzPool* memory = env->memory;
   if (symbolic != nullptr && *symbolic != nullptr) {
-    if (hasWorkers(*symbolic)) interruptWorkers(*symbolic);
+    if (hasWorkers(*symbolic)) {
+      interruptWorkers(*symbolic);
+      if ((*symbolic)->taskPool != nullptr) destroyDynamicLocks(*symbolic);
+    }
     freeSymbolic(memory, *symbolic);
     poolFree(memory, *symbolic);
   }

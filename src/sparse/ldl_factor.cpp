@@ -32,7 +32,8 @@ int32_t copyLowerTriangle(int32_t n, const int32_t* colBegin, const int32_t* row
 int32_t runEngine(QzPool* memory, SymbolicFactor* symbolic, NumericFactor* numeric) {
   if (symbolic->blocked == 0) return NumericLDLSerial(symbolic, numeric);
   const LowerMatrix matrix{numeric->colBegin, numeric->rowIndex, numeric->matValue};
-  return NumericLDLDParallel(memory, matrix, symbolic, numeric);
+  if (symbolic->staticPipeline != 0) return NumericLDLDParallel(memory, matrix, symbolic, numeric);
+  return NumericLDLParallel(memory, matrix, symbolic, numeric);
 }
 
 }  // namespace

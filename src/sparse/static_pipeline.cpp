@@ -3,6 +3,7 @@
 #include "shell/atomics.h"
 #include "sparse/block_layout.h"
 #include "sparse/block_update.h"
+#include "sparse/cholesky_blocks.h"
 #include "sparse/ldl_blocks.h"
 
 namespace qz {
@@ -208,6 +209,10 @@ void seedStaticPipeline(SymbolicFactor* symbolic) {
     words[block] = symbolic->blockTaskList[block][0];
     symbolic->blockCursor[block] = 1;
   }
+}
+
+void ProcessTaskStaticCholesky(ThreadContext& context) {
+  StaticWorker<CholeskyBlocks>(context).run();
 }
 
 void ProcessTaskStaticLDL(ThreadContext& context) {

@@ -49,7 +49,7 @@ class ParallelFactorTest : public ::testing::Test {
 };
 
 std::vector<std::pair<bool, int32_t>> engines() {
-  return {{true, 1}};
+  return {{true, 1}, {true, 0}, {false, 1}, {false, 0}};
 }
 
 TEST_F(ParallelFactorTest, EveryPatternBlockSizeAndThreadCount) {

@@ -8,6 +8,8 @@
 
 #include "sparse/block_layout.h"
 #include "sparse/cholesky_analysis.h"
+#include "sparse/cholesky_factor.h"
+#include "sparse/cholesky_solve.h"
 #include "sparse/factor_cleanup.h"
 #include "sparse/factor_decision.h"
 #include "sparse/ldl_analysis.h"
@@ -81,11 +83,15 @@ inline int32_t ParallelFactor::analyze() {
 }
 
 inline int32_t ParallelFactor::factor(int32_t alreadyPermuted) {
-  return qz::LA_FactorMatrixLDL(alreadyPermuted, a.n, a.begin.data(), a.index.data(), a.value.data(), env, symbolic,
-                                numeric);
+  const auto factorMatrix = how.ldl ? qz::LA_FactorMatrixLDL : qz::LA_FactorMatrixCholesky;
+  return factorMatrix(alreadyPermuted, a.n, a.begin.data(), a.index.data(), a.value.data(), env, symbolic, numeric);
 }
 
 inline int32_t ParallelFactor::solve(std::vector<double>* x) {
+  if (!how.ldl) {
+    qz::LA_SolveMatrixChol(0, x->data(), env, symbolic, numeric);
+    return qz::LA_OK;
+  }
   return qz::LA_SolveMatrixLDL(0, a.begin.data(), a.index.data(), a.value.data(), x->data(), env, symbolic, numeric);
 }
 
