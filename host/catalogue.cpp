@@ -13,18 +13,6 @@ namespace qzhost {
 
 namespace {
 
-// Messages of the second presolve, which quadratic models show.
-constexpr uint32_t kQuadraticStageBegin = 0x827fd864;
-constexpr uint32_t kPresolveMode0 = 0x827fd869;
-constexpr uint32_t kPresolveStatistics = 0x827fd86a;
-constexpr uint32_t kPresolveModeUnknown = 0x827fd86e;
-constexpr uint32_t kPresolveRemoved = 0x827fd86f;
-constexpr uint32_t kPresolveRemovedElements = 0x827fd870;
-constexpr uint32_t kPresolveMode1 = 0x827fd874;
-constexpr uint32_t kPresolveMode2 = 0x827fd875;
-constexpr uint32_t kPresolveMode3 = 0x827fd876;
-constexpr uint32_t kPresolvedSize = 0x827fd9b4;
-
 constexpr auto kCatalogue = std::to_array<CatalogueEntry>({
     {QZ_MSG_OPTIMAL, QZ_LOG_NOTE, "Optimal solution found."},
     {QZ_MSG_OBJECTIVE, QZ_LOG_NOTE, "Objective value: %.12g"},
@@ -61,25 +49,25 @@ constexpr auto kCatalogue = std::to_array<CatalogueEntry>({
     {QZ_MSG_COUNT_CHECK, QZ_LOG_WARNING, "The option countCheck is not -1; it has no effect."},
     {QZ_MSG_THREADS, QZ_LOG_NOTE, "Number of threads: %d"},
     {QZ_MSG_THREAD_MODE, QZ_LOG_WARNING, "Thread mode 2 with more than one thread: answers may differ between runs."},
-    {kQuadraticStageBegin, QZ_LOG_NOTE, "The interior-point method begins on a quadratic model."},
+    {QZ_MSG_QUADRATIC_BEGIN, QZ_LOG_NOTE, "The interior-point method begins on a quadratic model."},
     {QZ_MSG_NOT_CONVEX_MIN, QZ_LOG_NOTE, "The quadratic objective to minimise is not convex."},
     {QZ_MSG_NOT_CONVEX_MAX, QZ_LOG_NOTE, "The quadratic objective to maximise is not concave."},
     {QZ_MSG_NOT_CONVEX_HINT, QZ_LOG_WARNING, "The interior-point method solves convex models only."},
-    {kPresolveMode0, QZ_LOG_NOTE, "Presolve of the quadratic model: mode 0."},
-    {kPresolveStatistics, QZ_LOG_NOTE, "What presolve removed:"},
-    {kPresolveModeUnknown, QZ_LOG_ERROR, "The presolve mode %d is unknown."},
-    {kPresolveRemoved, QZ_LOG_NOTE, "  columns: %d, rows: %d"},
-    {kPresolveRemovedElements, QZ_LOG_NOTE, "  matrix elements: %d"},
-    {kPresolveMode1, QZ_LOG_NOTE, "Presolve of the quadratic model: mode 1."},
-    {kPresolveMode2, QZ_LOG_NOTE, "Presolve of the quadratic model: mode 2."},
-    {kPresolveMode3, QZ_LOG_NOTE, "Presolve of the quadratic model: mode 3."},
+    {QZ_MSG_PRESOLVE_MODE0, QZ_LOG_NOTE, "Presolve of the quadratic model: mode 0."},
+    {QZ_MSG_PRESOLVE_STATS, QZ_LOG_NOTE, "What presolve removed:"},
+    {QZ_MSG_PRESOLVE_UNKNOWN, QZ_LOG_ERROR, "The presolve mode %d is unknown."},
+    {QZ_MSG_PRESOLVE_REMOVED, QZ_LOG_NOTE, "  columns: %d, rows: %d"},
+    {QZ_MSG_PRESOLVE_ELEMENTS, QZ_LOG_NOTE, "  matrix elements: %d"},
+    {QZ_MSG_PRESOLVE_MODE1, QZ_LOG_NOTE, "Presolve of the quadratic model: mode 1."},
+    {QZ_MSG_PRESOLVE_MODE2, QZ_LOG_NOTE, "Presolve of the quadratic model: mode 2."},
+    {QZ_MSG_PRESOLVE_MODE3, QZ_LOG_NOTE, "Presolve of the quadratic model: mode 3."},
     {QZ_MSG_CHECK_PRIMAL, QZ_LOG_ERROR,
      "The answer failed the check on the original model: primal infeasibility %.3e, tolerance %g."},
     {QZ_MSG_CHECK_BOUND, QZ_LOG_ERROR,
      "The answer failed the check on the original model: bound infeasibility %.3e, tolerance %g."},
     {QZ_MSG_CHECK_DUAL, QZ_LOG_ERROR,
      "The answer failed the check on the original model: dual infeasibility %.3e, tolerance %g."},
-    {kPresolvedSize, QZ_LOG_NOTE, "Presolved model: %d columns, %d rows, %d matrix elements"},
+    {QZ_MSG_PRESOLVED_SIZE, QZ_LOG_NOTE, "Presolved model: %d columns, %d rows, %d matrix elements"},
     {QZ_MSG_INFEASIBLE_HINT, QZ_LOG_NOTE, "Some of its rows and bounds contradict one another."},
 });
 

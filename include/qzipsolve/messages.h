@@ -38,12 +38,22 @@
 #define QZ_MSG_COUNT_CHECK 0x827fd814u        /* 3: countCheck is not -1 */
 #define QZ_MSG_THREADS 0x827fd815u            /* 2: numThread; threads in use, second line */
 #define QZ_MSG_THREAD_MODE 0x827fd816u        /* 3: threadMode is 2 with more than one thread */
+#define QZ_MSG_QUADRATIC_BEGIN 0x827fd864u    /* 2: the interior-point stage of a quadratic model begins */
 #define QZ_MSG_NOT_CONVEX_MIN 0x827fd866u     /* 2: status 1000 on a minimisation */
 #define QZ_MSG_NOT_CONVEX_MAX 0x827fd867u     /* 2: status 1000 on a maximisation */
 #define QZ_MSG_NOT_CONVEX_HINT 0x827fd868u    /* 3: behind 866 and 867 */
+#define QZ_MSG_PRESOLVE_MODE0 0x827fd869u     /* 2: presolveMode 0 of a quadratic model */
+#define QZ_MSG_PRESOLVE_STATS 0x827fd86au     /* 2: what presolve removed follows */
+#define QZ_MSG_PRESOLVE_UNKNOWN 0x827fd86eu   /* 4: presolveMode; it is none of -1 to 3 */
+#define QZ_MSG_PRESOLVE_REMOVED 0x827fd86fu   /* 2: numRemovedCol, numRemovedRow */
+#define QZ_MSG_PRESOLVE_ELEMENTS 0x827fd870u  /* 2: numRemovedElement */
+#define QZ_MSG_PRESOLVE_MODE1 0x827fd874u     /* 2: presolveMode 1 */
+#define QZ_MSG_PRESOLVE_MODE2 0x827fd875u     /* 2: presolveMode 2 */
+#define QZ_MSG_PRESOLVE_MODE3 0x827fd876u     /* 2: presolveMode 3 */
 #define QZ_MSG_CHECK_PRIMAL 0x827fd8ceu       /* 4: primalInfeas, tolPrimal; the answer failed the last check */
 #define QZ_MSG_CHECK_BOUND 0x827fd8cfu        /* 4: boundInfeas, tolPrimal; the answer failed the last check */
 #define QZ_MSG_CHECK_DUAL 0x827fd8d0u         /* 4: dualInfeas, tolDual; the answer failed the last check */
+#define QZ_MSG_PRESOLVED_SIZE 0x827fd9b4u     /* 2: numCol, numRow, numCoef behind presolve */
 #define QZ_MSG_INFEASIBLE_HINT 0x827fda37u    /* 2: behind 00e for a linear model */
 
 #endif

@@ -16,4 +16,10 @@ namespace qz {
 [[nodiscard]] int32_t countFreeVar(Env* env, const Model* model, const IpmOption* options, Presolver* presolver,
                                    Hub* hub);
 
+// The same on the presolved model, behind the passes and before setMapping: over the kept columns and rows, with the
+// bounds of the presolver. A bound that a removed row tightened by at least tolPrimal counts as one that may be
+// relaxed: a column with only such bounds counts in numRelaxFree. preRoute is set afresh. 0.
+[[nodiscard]] int32_t countProcessedFreeVar(Env* env, const Model* model, const IpmOption* options,
+                                            Presolver* presolver, Hub* hub);
+
 }  // namespace qz

@@ -10,8 +10,10 @@
 
 namespace qz {
 
-// Carries solutionIn over to solutionOut; *model is the input model afterwards. Unless the model's status is 1003,
-// -1086, 12 or 10, objective value, row activities and reduced costs are computed. 0, or 10 with a message.
+// Carries solutionIn over to solutionOut; *model is the input model with the user's bounds afterwards, and a reduced
+// model is freed. Unless the model's status is 1003, -1086, 12 or 10, objective value, row activities and reduced costs
+// are computed, and behind a presolve that changed the model duals and row slacks are repaired. 0; -1086; 10 with a
+// message.
 [[nodiscard]] int32_t ipmPostsolve(Env* env, Model** model, IpmOption* options, Presolver* presolver,
                                    Solution* solutionIn, Solution* solutionOut, Hub* hub, SubModel* submodel);
 
@@ -22,5 +24,13 @@ void evaluateSolution(Env* env, Model* model);
 void calcRowActivity(Env* env, Model* model);
 // reducedCost = c + Q x - A'y.
 void calcReducedCost(Env* env, Model* model);
+
+// The slacks of removed rows, and of rows that lost a side in presolve, from the row activities. FIXED rows are tight
+// and keep theirs.
+void adjustRowActivity(const Model* model, const Presolver* presolver, Solution* solution);
+
+// Reports at level 0 which equation would replace a free column: of its E rows the one with the fewest elements, among
+// those with the largest element of the column. Needs the working matrices of the presolver.
+void replaceFreeVar(Env* env, const IpmOption* options, const void* unused, const Presolver* presolver, int32_t col);
 
 }  // namespace qz

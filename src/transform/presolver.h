@@ -23,8 +23,8 @@ enum : int32_t {
   PREROUTE_FREE = 4       // free columns exist
 };
 
-// Entries of Presolver::rowMap below 0: what became of a removed row. FIXED, LOWER, UPPER and RANGE rows set bounds, and
-// the postsolve finds their duals; the others start with dual 0.
+// Entries of Presolver::rowMap below 0: what became of a removed row. FIXED, LOWER, UPPER and RANGE rows set bounds,
+// and the postsolve finds their duals; the others start with dual 0.
 enum : int32_t {
   ROWMAP_FREE = -1,    // the row bounds nothing, or it is redundant
   ROWMAP_FIXED = -2,   // the row fixed every one of its columns
