@@ -4,12 +4,31 @@
 #include <cmath>
 
 #include "engine/engine_state.h"
+#include "shell/pool.h"
 
 namespace qz {
 
 namespace {
 
 constexpr double kPairFloor = 1e-6;  // a pair whose smaller member is not above it has separated
+
+// The point that is measured.
+struct Point {
+  const double* primal;
+  const double* dual;
+  const double* ineqnSlack;
+  const double* lowerSlack;
+  const double* upperSlack;
+  const double* lowerDual;
+  const double* upperDual;
+};
+
+struct Measures {
+  double primalInfeas;
+  double dualInfeas;
+  double boundInfeas;
+  double dualityGap;
+};
 
 struct Sums {
   double objPrimal = 0.0;
@@ -36,8 +55,7 @@ void startRhs(const Ipm* ipm, double* __restrict v) {
 }
 
 // Column part of v -= Q x. Returns x'Qx / 2.
-double subtractQuadratic(const Ipm* ipm, double* __restrict v) {
-  const double* __restrict x = ipm->primal;
+double subtractQuadratic(const Ipm* ipm, const double* __restrict x, double* __restrict v) {
   const bool offDiagonal = ipm->numQuadCoef > 0;
   double half = 0.0;
   for (int32_t j = 0; j < ipm->numCol; ++j) {
@@ -59,10 +77,12 @@ double subtractQuadratic(const Ipm* ipm, double* __restrict v) {
   return half;
 }
 
-// One pass over the columns: residuals of the columns and their bounds, and A x in the row part of v.
-void measureColumns(const Ipm* ipm, double* __restrict v, Sums& sums) {
-  const double* __restrict x = ipm->primal;
-  const double* __restrict y = ipm->dual;
+// One pass over the columns: residuals of the columns and their bounds, and A x in the row part of v. With kFold the
+// column part takes the right-hand side of the Newton system, which divides by the slacks.
+template <bool kFold>
+void measureColumns(const Ipm* ipm, const Point& point, double* __restrict v, Sums& sums) {
+  const double* __restrict x = point.primal;
+  const double* __restrict y = point.dual;
   double* __restrict row = v + ipm->numCol;
   for (int32_t j = 0; j < ipm->numCol; ++j) {
     const double xj = x[j];
@@ -78,62 +98,93 @@ void measureColumns(const Ipm* ipm, double* __restrict v, Sums& sums) {
     const uint8_t bounds = ipm->statusBound[j];
     if (hasUpper(bounds)) {
       const double gap = ipm->upper[j] - xj;
-      const double slack = ipm->upperSlack[j];
-      const double dual = ipm->upperDual[j];
+      const double slack = point.upperSlack[j];
+      const double dual = point.upperDual[j];
       residual -= dual;
       sums.objDual -= dual * ipm->upper[j];
-      folded -= dual * (1.0 - gap / slack);
+      if constexpr (kFold) folded -= dual * (1.0 - gap / slack);
       sums.pair(slack, dual);
       sums.boundSquares += (gap - slack) * (gap - slack);
     }
     if (hasLower(bounds)) {
       const double gap = xj - ipm->lower[j];
-      const double slack = ipm->lowerSlack[j];
-      const double dual = ipm->lowerDual[j];
+      const double slack = point.lowerSlack[j];
+      const double dual = point.lowerDual[j];
       residual += dual;
       sums.objDual += dual * ipm->lower[j];
-      folded += dual * (1.0 - gap / slack);
+      if constexpr (kFold) folded += dual * (1.0 - gap / slack);
       sums.pair(slack, dual);
       sums.boundSquares += (gap - slack) * (gap - slack);
     }
-    v[j] = folded;
+    if constexpr (kFold) v[j] = folded;
     sums.dualSquares += residual * residual;
     sums.objPrimal += ipm->obj[j] * xj;
   }
 }
 
-void measureRows(const Ipm* ipm, const double* v, Sums& sums) {
+void measureRows(const Ipm* ipm, const Point& point, const double* v, Sums& sums) {
   const double* row = v + ipm->numCol;
   for (int32_t i = 0; i < ipm->numRow; ++i) {
-    sums.objDual += ipm->dual[i] * ipm->rhs[i];
-    if (ipm->rowSense[i] == 'G') sums.pair(ipm->ineqnSlack[i], ipm->dual[i]);
-    const double residual = row[i] - ipm->ineqnSlack[i];
+    sums.objDual += point.dual[i] * ipm->rhs[i];
+    if (ipm->rowSense[i] == 'G') sums.pair(point.ineqnSlack[i], point.dual[i]);
+    const double residual = row[i] - point.ineqnSlack[i];
     sums.primalSquares += residual * residual;
   }
+}
+
+// One pass over the matrix; v gets numDim entries of work.
+template <bool kFold>
+Sums measurePoint(const Ipm* ipm, const Point& point, double* v) {
+  Sums sums;
+  startRhs(ipm, v);
+  if (ipm->typeModel == IPM_MODEL_QP) {
+    sums.objPrimal = subtractQuadratic(ipm, point.primal, v);
+    sums.objDual = -sums.objPrimal;
+  }
+  measureColumns<kFold>(ipm, point, v, sums);
+  measureRows(ipm, point, v, sums);
+  return sums;
+}
+
+Measures relative(const Ipm* ipm, const Sums& sums) {
+  return {std::sqrt(sums.primalSquares) / (ipm->normRhs + 1.0), std::sqrt(sums.dualSquares) / (ipm->normObj + 1.0),
+          std::sqrt(sums.boundSquares) / (ipm->normLower + 1.0 + ipm->normUpper),
+          std::fabs(sums.objPrimal - sums.objDual) / (std::fabs(sums.objPrimal) + 1.0)};
 }
 
 }  // namespace
 
 void computeMeasurement(Ipm* ipm) {
-  double* v = ipm->rhsPredictor;
-  Sums sums;
-  startRhs(ipm, v);
-  if (ipm->typeModel == IPM_MODEL_QP) {
-    sums.objPrimal = subtractQuadratic(ipm, v);
-    sums.objDual = -sums.objPrimal;
-  }
-  measureColumns(ipm, v, sums);
-  measureRows(ipm, v, sums);
-
+  const Point iterate{ipm->primal,     ipm->dual,      ipm->ineqnSlack, ipm->lowerSlack,
+                      ipm->upperSlack, ipm->lowerDual, ipm->upperDual};
+  const Sums sums = measurePoint<true>(ipm, iterate, ipm->rhsPredictor);
+  const Measures measures = relative(ipm, sums);
   ipm->objValuePrimal = sums.objPrimal;
   ipm->objValueDual = sums.objDual;
   ipm->complementarity = sums.complementarity;
   ipm->complRatio = sums.complRatio;
-  ipm->primalInfeas = std::sqrt(sums.primalSquares) / (ipm->normRhs + 1.0);
-  ipm->dualInfeas = std::sqrt(sums.dualSquares) / (ipm->normObj + 1.0);
-  ipm->boundInfeas = std::sqrt(sums.boundSquares) / (ipm->normLower + 1.0 + ipm->normUpper);
-  ipm->dualityGap = std::fabs(sums.objPrimal - sums.objDual) / (std::fabs(sums.objPrimal) + 1.0);
+  ipm->primalInfeas = measures.primalInfeas;
+  ipm->dualInfeas = measures.dualInfeas;
+  ipm->boundInfeas = measures.boundInfeas;
+  ipm->dualityGap = measures.dualityGap;
   ipm->mu = sums.complementarity / ipm->numCompl;
+}
+
+int32_t computeMeasurementReset(const Ipm* ipm, const double* x, const double* y, const double* ineqnSlack,
+                                const double* lowerSlack, const double* upperSlack, const double* lowerDual,
+                                const double* upperDual, double* primalInfeas, double* dualInfeas, double* boundInfeas,
+                                double* dualityGap, double* complementarity) {
+  PoolArray<double> work;
+  if (work.allocate(ipm->env->pool, int64_t{ipm->numCol} + ipm->numRow) != QZ_STATUS_OK) return QZ_STATUS_OUT_OF_MEMORY;
+  const Sums sums =
+      measurePoint<false>(ipm, {x, y, ineqnSlack, lowerSlack, upperSlack, lowerDual, upperDual}, work.get());
+  const Measures measures = relative(ipm, sums);
+  *primalInfeas = measures.primalInfeas;
+  *dualInfeas = measures.dualInfeas;
+  *boundInfeas = measures.boundInfeas;
+  *dualityGap = measures.dualityGap;
+  *complementarity = sums.complementarity;
+  return QZ_STATUS_OK;
 }
 
 int32_t getSolutionStatus(double tolPrimal, double tolDual, double tolOptimality, double tolComplement,

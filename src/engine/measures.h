@@ -23,6 +23,14 @@ namespace qz {
 // the row part is A x - b, from which the slack of G rows is not subtracted.
 void computeMeasurement(Ipm* ipm);
 
+// The same five measures of any point of the engine's model, with the norms in `ipm`, whose iterate and measures stay
+// as they are: x and the four bound arrays have numCol entries, y and ineqnSlack numRow. 0, or -1086.
+[[nodiscard]] int32_t computeMeasurementReset(const Ipm* ipm, const double* x, const double* y,
+                                              const double* ineqnSlack, const double* lowerSlack,
+                                              const double* upperSlack, const double* lowerDual,
+                                              const double* upperDual, double* primalInfeas, double* dualInfeas,
+                                              double* boundInfeas, double* dualityGap, double* complementarity);
+
 // The status of a point by its measures alone:
 //   1   every measure is within its tolerance
 //   15  the gap, the complementarity, or loosely both are met, and so is feasibility (within ten times the tolerance

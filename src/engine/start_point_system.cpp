@@ -6,6 +6,7 @@
 #include "engine/augmented_system.h"
 #include "engine/linear_algebra.h"
 #include "engine/start_point.h"
+#include "transform/equation_system.h"
 
 namespace qz {
 
@@ -50,12 +51,12 @@ int32_t makePartialSystem(const Ipm* ipm, const int32_t* colMap, int32_t numColK
 }
 
 int32_t solvePartialSystem(const Ipm* ipm, PartialSystem* system) {
-  // Solved as it stands; thinning out singletons and two-element rows first would only save fill.
-  const int32_t status =
-      solveEquationLDL(ipm->env, ipm->debugLevel, nullptr, system->numDim, system->view.numColKept, ipm->numThread,
-                       system->colBegin.get(), system->rowIndex.get(), system->matValue.get(), system->rhs.get(),
-                       nullptr, nullptr, nullptr, nullptr);
-  return status == kSolveFailed ? kNoPartialPoint : status;
+  const int32_t status = eqnSolve(ipm->infinityValue, ipm->tolPrimal, ipm->env, system->numDim, system->view.numColKept,
+                                  ipm->numThread, system->colBegin.get(), system->rowIndex.get(),
+                                  system->matValue.get(), system->rhs.get(), nullptr, ipm->debugLevel, EQN_PLAIN);
+  const bool noSolution =
+      status == QZ_STATUS_PRIMAL_INFEASIBLE || status == QZ_STATUS_DUAL_INFEASIBLE || status == QZ_STATUS_FAILED;
+  return noSolution ? kNoPartialPoint : status;
 }
 
 double takePrimalSolution(Ipm* ipm, const StartSystem& system) {

@@ -55,7 +55,8 @@ struct PartialSystem {
 // Result of solvePartialSystem for a system that has no usable solution: the caller takes the whole start instead.
 inline constexpr int32_t kNoPartialPoint = 3;
 
-// Solves on view.rhs without touching the engine's own factorisation. 0, kNoPartialPoint, -1086, 12 or 10.
+// Solves on view.rhs without touching the engine's own factorisation; the system's matrix is used up. 0,
+// kNoPartialPoint, -1086 or 12.
 [[nodiscard]] int32_t solvePartialSystem(const Ipm* ipm, PartialSystem* system);
 
 // Bounds of a column: 0, 1 or 2.
