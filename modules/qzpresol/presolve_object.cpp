@@ -1,6 +1,7 @@
 #include "presolve_object.h"
 
 #include "qzipsolve/builtin.h"
+#include "scaling.h"
 #include "shell/log.h"
 #include "shell/pool.h"
 
@@ -104,13 +105,6 @@ int32_t postsolve(QzPresolveResult* result) {
   return QZ_STATUS_OK;
 }
 
-// Scale factors come with the solver's scaling stage, which is the only caller.
-int32_t scaleNotBuilt(QzPresolveObject*, int32_t, int32_t, int32_t, int32_t, int32_t*, double, int32_t*, int32_t*,
-                      double*, double*, double*, double*, double*, double*, void*, void*, double*, char*, double*,
-                      double*, double*, double*, double*) {
-  return QZ_STATUS_FAILED;
-}
-
 void* createObject() {
   QzPoolParameters parameters{};
   QzPool* pool = hostTable->createPool(hostTable, &parameters, nullptr, L"QZPRESOL POOL", 0, 0);
@@ -127,8 +121,8 @@ void* createObject() {
   object->slots.reduce = reduce;
   object->slots.postsolve = postsolve;
   object->slots.freeResult = freeResult;
-  object->slots.scale = scaleNotBuilt;
-  object->slots.unscale = scaleNotBuilt;
+  object->slots.scale = scaleModel;
+  object->slots.unscale = unscaleModel;
   return object;
 }
 

@@ -4,8 +4,8 @@
 
 #include "engine/directions.h"
 #include "engine/measures.h"
+#include "engine/scaling_control.h"
 #include "engine/newton_system.h"
-#include "engine/reset.h"
 #include "engine/stopping.h"
 #include "shell/log.h"
 
@@ -51,9 +51,11 @@ Step measureAndDecide(Loop& loop) {
   return Step::kControl;
 }
 
-// Limits leave at once; the scaling and the submodel stage join here.
+// Leaves the scaled terms when it is time to. Limits leave behind that at once; an unscaled point is measured and
+// decided on again, against the previous measures as they are. The submodel stage joins here.
 Step control(Loop& loop) {
   Ipm* ipm = loop.ipm;
+  const int32_t scaling = scalingControl(ipm, loop.hub, loop.submodel);
   if (ipm->status == QZ_STATUS_TIME_LIMIT) {
     ipm->stopState = STOP_NOW;
     return leaveWith(loop, QZ_STATUS_TIME_LIMIT);
@@ -62,6 +64,14 @@ Step control(Loop& loop) {
     printLog(ipm);
     ipm->stopState = STOP_NOW;
     return leaveWith(loop, QZ_STATUS_ITERATION_LIMIT);
+  }
+  if (scaling == QZ_STATUS_RESTART) {
+    ipm->countStall = 0;
+    return Step::kMeasure;
+  }
+  if (scaling != QZ_STATUS_OK) {
+    ipm->status = scaling;
+    return leaveWith(loop, scaling);
   }
   return Step::kReport;
 }
@@ -98,25 +108,28 @@ Step afterFailedReset(Loop& loop) {
   return Step::kDirection;
 }
 
-// Tries to jump to the exact point on the optimal face. An accepted point ends the run with the status it was given:
-// its zero slacks allow no further step.
+// The exact-point reset is not part of the loop yet: a wish to try one and go on is dropped, uncounted, and a wish to
+// try one and stop ends the run as a reset that failed does, and so does the wish at an optimal point. The decision
+// that wished for it skipped the limits of the iteration, so they are tested here.
 Step reset(Loop& loop) {
   Ipm* ipm = loop.ipm;
-  if (ipmReset(ipm) == QZ_STATUS_OK) {
-    ipm->stopState = STOP_NOW;
-    printLog(ipm);
-    return leaveWith(loop, ipm->status);
-  }
-  ++ipm->numReset;
-  return afterFailedReset(loop);
+  if (ipm->stopState != STOP_RESET_GO_ON || ipm->status == QZ_STATUS_OPTIMAL) return afterFailedReset(loop);
+  ipm->stopState = STOP_ITERATE;
+  decideLimits(ipm);
+  return ipm->stopState == STOP_NOW ? takeBackAndLeave(loop, ipm->status) : Step::kDirection;
 }
 
 // A failed solve takes the iteration back and leaves with what the measure said, so that a near-optimal point stays
-// near-optimal; no memory and a break are handed on.
+// near-optimal; no memory and a break are handed on. A model that is still scaled is unscaled on the way out.
 Step solveFailed(Loop& loop, int32_t status) {
-  --loop.ipm->numIter;
-  const bool handedOn = status == QZ_STATUS_OUT_OF_MEMORY || status == QZ_STATUS_INTERRUPTED;
-  return leaveWith(loop, handedOn ? status : loop.ipm->status);
+  Ipm* ipm = loop.ipm;
+  --ipm->numIter;
+  if (status == QZ_STATUS_OUT_OF_MEMORY || status == QZ_STATUS_INTERRUPTED) return leaveWith(loop, status);
+  ipm->stopState = STOP_NOW;
+  const int32_t scaling = scalingControl(ipm, loop.hub, loop.submodel);
+  ipm->stopState = STOP_NOW;
+  const bool unscaled = scaling == QZ_STATUS_OK || scaling == QZ_STATUS_RESTART;
+  return leaveWith(loop, unscaled ? ipm->status : scaling);
 }
 
 // One step: factor, predictor, centering, corrector, combined direction, update; a poll between all of them.

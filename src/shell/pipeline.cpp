@@ -4,10 +4,16 @@
 #include "shell/log.h"
 #include "shell/pool.h"
 #include "shell/reporting.h"
+#include "transform/bound_relaxation.h"
+#include "transform/bound_shift.h"
 #include "transform/hub.h"
 #include "transform/postsolve.h"
+#include "transform/presolve.h"
 #include "transform/presolve_disabled.h"
 #include "transform/presolver.h"
+#include "transform/reduced_model.h"
+#include "transform/row_scaling.h"
+#include "transform/scaling.h"
 #include "transform/standard_form.h"
 
 namespace qz {
@@ -24,6 +30,8 @@ struct Pipeline {
   Presolver* presolver;
   Solution* outerSolution;  // of the model as it came in
   Solution* innerSolution;  // of the model that the engine sees; the same record when nothing was reduced
+  bool rowScaled;           // the row scaling was asked for; the controller may overwrite the option
+  bool boundsTightened;     // the model holds the bounds of presolve, the presolver the user's
   double startTime;
 };
 
@@ -44,10 +52,15 @@ int32_t makeRecords(Pipeline& p) {
   return p.presolver == nullptr ? QZ_STATUS_OUT_OF_MEMORY : QZ_STATUS_OK;
 }
 
-// Every model takes the light path: the solver's own reductions, which a linear model with presolveMode 0 and every
-// quadratic model ask for, are not built.
+// A linear model has been reduced by the presolver module: it goes on as it is, unless presolveMode asks for more.
 int32_t presolve(Pipeline& p) {
-  return ipmPresolveDisabled(p.env, p.model, p.option, p.presolver, p.hub, &p.outerSolution, &p.innerSolution);
+  if (p.model->typeModel == IPM_MODEL_LP && p.option->presolveMode != 0)
+    return ipmPresolveDisabled(p.env, p.model, p.option, p.presolver, p.hub, &p.outerSolution, &p.innerSolution);
+  const int32_t status =
+      ipmPresolve(p.env, &p.model, p.option, p.presolver, p.hub, &p.outerSolution, &p.innerSolution, nullptr);
+  FreePresolver(p.env, p.presolver);
+  p.boundsTightened = p.presolver->preControl == PRECONTROL_BOUND;
+  return status;
 }
 
 void reportThreads(const Pipeline& p) {
@@ -64,12 +77,27 @@ bool splitsFreeColumns(const Pipeline& p) {
   return p.option->typeMethod == IPM_METHOD_NORMAL && p.hub->numFreeVar >= 1;
 }
 
-// From the presolved model to the engine's standard form. The convexity test of a quadratic model (first), the
-// relaxation and the shift of bounds, and the scaling (before addSlack) are not built.
+// An objective factor below this makes the engine confirm in true terms what is optimal in scaled ones.
+constexpr double kDoubtfulObjScale = 1e-5;
+
+bool scaleModel(Pipeline& p) {
+  p.rowScaled = p.option->initOption == 1;
+  if (!passed(p, ipmScale(p.env, p.model, p.option, p.hub, nullptr))) return false;
+  if (p.hub->objScale < kDoubtfulObjScale) p.option->unscaleCheck = 1;
+  return true;
+}
+
+// From the presolved model to the engine's standard form. The convexity test of a quadratic model, which would come
+// first, is not built.
 bool transformModel(Pipeline& p) {
   reportThreads(p);
-  if (p.model->typeModel == IPM_MODEL_LP) isMipRelaxation(p.env, p.model);
+  const bool linear = p.model->typeModel == IPM_MODEL_LP;
+  if (linear) isMipRelaxation(p.env, p.model);
   p.hub->boundSwitchState = 0;
+  if (p.option->typeMethod == IPM_METHOD_AUGMENTED && !passed(p, ipmRelaxBound(p.env, p.model, p.option, p.hub)))
+    return false;
+  if (linear && !passed(p, ipmShiftBound(p.env, p.model, p.option, p.hub, p.presolver, nullptr))) return false;
+  if (!scaleModel(p)) return false;
   p.hub->typeMethod = p.option->typeMethod;
   if (!passed(p, addSlack(p.env, p.model, p.hub))) return false;
   return !splitsFreeColumns(p) || passed(p, splitFreeVar(p.env, p.model, p.hub));
@@ -98,17 +126,28 @@ int32_t checkUnscaled(const Pipeline& p) {
   return QZ_STATUS_OK;
 }
 
-// Undoes transformModel in reverse order. Behind the check belong the reverse of the shift and, with relaxed bounds,
-// the switch back to the true ones with getLostSlack.
+bool hasAlternateBounds(const Pipeline& p) {
+  return p.hub != nullptr && p.hub->altLower != nullptr && p.hub->altUpper != nullptr;
+}
+
+// Undoes transformModel in reverse order.
 bool restoreModel(Pipeline& p) {
   if (splitsFreeColumns(p) && !passed(p, mergeFreeVar(p.env, p.model, p.hub, p.innerSolution))) return false;
   if (!passed(p, removeSlack(p.env, p.model, p.hub, p.innerSolution))) return false;
-  return passed(p, checkUnscaled(p));
+  if (p.rowScaled && !passed(p, undoRowScaling(p.env, p.model, p.hub, p.innerSolution))) return false;
+  if (!passed(p, checkUnscaled(p))) return false;
+  if (p.model->typeModel == IPM_MODEL_LP &&
+      !passed(p, ipmShiftRestore(p.env, p.model, p.option, p.hub, p.presolver, p.innerSolution)))
+    return false;
+  if (!hasAlternateBounds(p)) return true;
+  return passed(p, ipmSwitchBound(p.env, p.model, p.hub)) &&
+         passed(p, getLostSlack(p.env, p.model, p.option, p.hub, p.innerSolution));
 }
 
 void finishAnswer(Pipeline& p) {
   const int32_t status =
       ipmPostsolve(p.env, &p.model, p.option, p.presolver, p.innerSolution, p.outerSolution, p.hub, nullptr);
+  p.boundsTightened = false;
   if (!passed(p, status)) return;
   FormatSolution(p.model, p.outerSolution, p.hub);
 }
@@ -125,6 +164,20 @@ void runStages(Pipeline& p) {
     if (!transformModel(p) || !solveModel(p) || !restoreModel(p)) return;
   }
   finishAnswer(p);
+}
+
+// A solve that left early may still hold relaxed bounds, the bounds of presolve, or a reduced model.
+void restoreInput(Pipeline& p) {
+  if (hasAlternateBounds(p) && p.hub->boundSwitchState == 1) (void)ipmSwitchBound(p.env, p.model, p.hub);
+  if (p.boundsTightened) {
+    p.model->numCol = p.hub->numColInput;  // the columns of the standard form have no bounds to exchange
+    adjustBound(p.env, p.model, p.presolver);
+    p.boundsTightened = false;
+  }
+  if (p.presolver == nullptr || p.presolver->inModel == nullptr) return;
+  FreeReducedModel(p.env, &p.model, p.presolver->inModel);
+  p.model = p.presolver->inModel;
+  p.presolver->inModel = nullptr;
 }
 
 void reportQuadratic(const Pipeline& p) {
@@ -153,8 +206,7 @@ int32_t ipmMain(Env* env, Model* model, IpmOption* option, IPM_timer* timer, LpR
 
   runStages(p);
 
-  // A solve that left early with relaxed bounds or on a reduced model would be brought back to its input here; neither
-  // is built.
+  restoreInput(p);
   DestroyPresolver(env, &p.presolver);
   double now = 0.0;
   IPM_timerUsedTime(timer, &now);

@@ -14,6 +14,13 @@
 
 namespace qztest {
 
+// A scaling that finds every factor to be 1.
+inline int32_t leaveUnscaled(QzPresolveObject*, int32_t, int32_t, int32_t, int32_t, int32_t*, double, int32_t*,
+                             int32_t*, double*, double*, double*, double*, double*, double*, void*, void*, double*,
+                             char*, double*, double*, double*, double*, double*) {
+  return 0;
+}
+
 struct FakePresolver {
   // What it answers.
   int32_t prepareCode = 0;
@@ -65,6 +72,7 @@ struct FakePresolver {
       events.push_back("free handle");
       *given = nullptr;
     };
+    object.scale = leaveUnscaled;
   }
   ~FakePresolver() { current() = nullptr; }
   bool makesObject = true;

@@ -400,9 +400,9 @@ TEST_F(Solve, GapAloneGivesTenWithoutMeasures) {
 
 TEST_F(Solve, ComplementarityIsHeldAgainstTheOptimalityTolerance) {
   // x0 x d0 = 1e-4 beside an objective of 1e6, which hides it from the relative gap.
-  LpData pair(1, "E", {1e6}, {}, {{1e-2, 0, kInf, {}}, {1, -kInf, kInf, {{0, 1}}}});
+  LpData pair(1, "E", {1e6}, {}, {{0.25, 0, kInf, {}}, {1, -kInf, kInf, {{0, 1}}}});
   fakeEngine = [](const EngineCall& call) {
-    plantSolution(call, {1e-2, 1e6}, {1});
+    plantSolution(call, {4e-4, 1e6}, {1});
     call.model->complementarity = 1e300;
     return call.model->status = 1, 0;
   };
@@ -498,7 +498,7 @@ TEST_F(Solve, EveryFailedAllocationIsOutOfMemoryAndLeavesNothing) {
     EXPECT_EQ(host.outstanding(), before) << k;
     EXPECT_EQ(events.back(), "free handle");
     if (status == 1) {
-      EXPECT_EQ(k, 15) << "model, options, and twelve in the pipeline";
+      EXPECT_EQ(k, 19) << "model, options, and sixteen in the pipeline";
       break;
     }
     ASSERT_EQ(status, -1086) << k;

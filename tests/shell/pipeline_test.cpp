@@ -6,6 +6,7 @@
 #include <cmath>
 
 #include "shell/fake_engine.h"
+#include "shell/fake_presolver.h"
 #include "shell/fake_timer_module.h"
 #include "shell/pool.h"
 #include "shell/recording_log.h"
@@ -38,6 +39,8 @@ class Pipeline : public ::testing::Test {
     timerModule = &clock;
     env.pool = host.pool();
     env.log = log.log();
+    presolver.scale = qztest::leaveUnscaled;
+    env.presolveObject = &presolver;
     host.table()->loadExtension = [](QzHostTable*, const wchar_t*, int64_t, int64_t) {
       return &timerModule->module.module;
     };
@@ -68,6 +71,7 @@ class Pipeline : public ::testing::Test {
   Env env{};
   IpmOption option = qztest::plainOption();
   IPM_timer* timer = nullptr;
+  QzPresolveObject presolver{};
 };
 
 TEST_F(Pipeline, AnswerOfBothMethodsComesBackInTheCallersTerms) {
@@ -215,7 +219,7 @@ TEST_F(Pipeline, EveryFailedAllocationGivesOutOfMemoryAndLeavesNothing) {
     const int32_t status = solve(m);
     host.failAllocation(0);
     if (status == 1) {
-      EXPECT_EQ(k, 13) << "hub, presolver, six of the solution, four lists";
+      EXPECT_EQ(k, 17) << "hub, presolver, six of the solution, two of the shift, two of the scaling, four lists";
       break;
     }
     ASSERT_EQ(status, -1086) << k;
