@@ -4,8 +4,9 @@
 
 #include "engine/directions.h"
 #include "engine/measures.h"
-#include "engine/scaling_control.h"
 #include "engine/newton_system.h"
+#include "engine/reset.h"
+#include "engine/scaling_control.h"
 #include "engine/stopping.h"
 #include "shell/log.h"
 
@@ -108,15 +109,17 @@ Step afterFailedReset(Loop& loop) {
   return Step::kDirection;
 }
 
-// The exact-point reset is not part of the loop yet: a wish to try one and go on is dropped, uncounted, and a wish to
-// try one and stop ends the run as a reset that failed does, and so does the wish at an optimal point. The decision
-// that wished for it skipped the limits of the iteration, so they are tested here.
+// Tries to jump to the exact point on the optimal face. An accepted point ends the run with the status it was given:
+// its zero slacks allow no further step.
 Step reset(Loop& loop) {
   Ipm* ipm = loop.ipm;
-  if (ipm->stopState != STOP_RESET_GO_ON || ipm->status == QZ_STATUS_OPTIMAL) return afterFailedReset(loop);
-  ipm->stopState = STOP_ITERATE;
-  decideLimits(ipm);
-  return ipm->stopState == STOP_NOW ? takeBackAndLeave(loop, ipm->status) : Step::kDirection;
+  if (ipmReset(ipm) == QZ_STATUS_OK) {
+    ipm->stopState = STOP_NOW;
+    printLog(ipm);
+    return leaveWith(loop, ipm->status);
+  }
+  ++ipm->numReset;
+  return afterFailedReset(loop);
 }
 
 // A failed solve takes the iteration back and leaves with what the measure said, so that a near-optimal point stays
