@@ -4,6 +4,7 @@
 
 #include "shell/log.h"
 #include "transform/bound_maps.h"
+#include "transform/column_reductions.h"
 #include "transform/sparse_helpers.h"
 
 namespace qz {
@@ -112,15 +113,23 @@ void removeRedundantRow(Env* env, Presolver* p, int32_t row) {
   p->rowLength[row] = 0;
 }
 
-// Every column goes to the bound that gives the extreme activity.
-void forceColumns(Env* env, Presolver* p, int32_t row, bool atMinimum) {
+// Every column goes to the bound that gives the extreme activity. A column that is fixed but for rounding stays with
+// the rows that fixed it: if this row took over one of its bounds, two columns of the row could hand their duals to it
+// in turn without end.
+void forceColumns(Env* env, const IpmOption* options, Presolver* p, int32_t row, bool atMinimum) {
+  const double rounding = kFixedShare * options->tolPrimal;
   bool moved = false;
   for (int32_t k = p->rowBegin[row], end = k + p->rowLength[row]; k < end; ++k) {
     const int32_t j = p->colIndex[k];
     p->colChecked[j] = 0;
     if (!(p->upper[j] > p->lower[j])) continue;
+    const bool atLower = (p->rowValue[k] >= 0.0) == atMinimum;
+    if (p->upper[j] - p->lower[j] <= rounding) {
+      (atLower ? p->upper[j] : p->lower[j]) = atLower ? p->lower[j] : p->upper[j];
+      continue;
+    }
     moved = true;
-    if ((p->rowValue[k] >= 0.0) == atMinimum)
+    if (atLower)
       cutUpper(env, p, row, j, p->lower[j]);
     else
       raiseLower(env, p, row, j, p->upper[j]);
@@ -239,10 +248,10 @@ int32_t tightenBound(Env* env, const Model* model, const IpmOption* options, Pre
       p->infeasRow = row;
       return QZ_STATUS_PRIMAL_INFEASIBLE;
     case Verdict::kForcingMinimum:
-      forceColumns(env, p, row, true);
+      forceColumns(env, options, p, row, true);
       return QZ_STATUS_OK;
     case Verdict::kForcingMaximum:
-      forceColumns(env, p, row, false);
+      forceColumns(env, options, p, row, false);
       return QZ_STATUS_OK;
     case Verdict::kRedundant:
       removeRedundantRow(env, p, row);

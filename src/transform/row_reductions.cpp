@@ -62,8 +62,12 @@ int32_t fixBySingleton(Env* env, Presolver* p, const Singleton& s) {
     return QZ_STATUS_OK;
   }
   p->rowMap[s.row] = ROWMAP_FIXED;
-  setLower(env, p, s, v);
-  setUpper(env, p, s, v);
+  // A side that stands at v already keeps its setter. This row may have bounded other columns by that very side; taking
+  // it over would let the duals of the two columns move into this row in turn without end.
+  const double rounding = kFixedShare * s.tol;
+  p->lower[s.col] = p->upper[s.col] = v;
+  if (v - l > rounding) updateMapLower(env, p->rowMap, p->lbMap, s.col, s.row);
+  if (u - v > rounding) updateMapUpper(env, p->rowMap, p->ubMap, s.col, s.row);
   return QZ_STATUS_OK;
 }
 

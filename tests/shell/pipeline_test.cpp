@@ -245,9 +245,10 @@ TEST_F(Pipeline, QuadraticModelTakesTheAugmentedSystemAndReportsItself) {
   EXPECT_EQ(solve(m), 1);
   // 0.5 (1 * 4 + 2 * 1) + 0.5 * 2 * -1 = 2 on top of the linear part
   EXPECT_NEAR(m.model.objValue, -3.9, 1e-14);
-  EXPECT_EQ(log.codes(), (std::vector<uint32_t>{0x827fd001, 0x827fd002, 0x827fd806}));
-  EXPECT_EQ(log.sent[1].arguments[0], m.model.objValue);
-  EXPECT_DOUBLE_EQ(log.sent[2].arguments[0], 2.5);
+  EXPECT_EQ(log.codes(), (std::vector<uint32_t>{0x827fd86a, 0x827fd86f, 0x827fd870, 0x827fd9b4, 0x827fd864, 0x827fd805,
+                                                0x827fd001, 0x827fd002, 0x827fd806}));
+  EXPECT_EQ(log.sent[7].arguments[0], m.model.objValue);
+  EXPECT_DOUBLE_EQ(log.sent[8].arguments[0], 2.5);
   log.sent.clear();
   option.printLevel = 0;
   EXPECT_EQ(solve(m), 1);
