@@ -128,6 +128,20 @@ void divideByD(int32_t rows, int32_t n, const double* a, int64_t lda, const int3
   }
 }
 
+// The two columns of product := b D that belong to one 2-by-2 pivot.
+void multiplyPair(int32_t rows, const double* diagonal, int64_t lda, const double* b, int64_t ldb, double* product,
+                  int64_t ldProduct) {
+  const double first = diagonal[0];
+  const double offDiagonal = diagonal[lda];
+  const double second = diagonal[lda + 1];
+  for (int32_t r = 0; r < rows; ++r) {
+    const double* from = b + r * ldb;
+    double* to = product + r * ldProduct;
+    to[0] = from[0] * first + from[1] * offDiagonal;
+    to[1] = from[0] * offDiagonal + from[1] * second;
+  }
+}
+
 }  // namespace
 
 void SolveLD(int32_t rows, int32_t n, const double* a, int32_t lda, const int32_t* pivots, double* b, int32_t ldb,
@@ -144,21 +158,24 @@ void SolveLD(int32_t rows, int32_t n, const double* a, int32_t lda, const int32_
 
 void MultiplyLD(int32_t rows, int32_t n, const double* a, int32_t lda, const int32_t* pivots, const double* b,
                 int32_t ldb, double* product, int32_t ldProduct) {
-  for (int32_t r = 0; r < rows; ++r) {
-    const double* __restrict__ from = b + static_cast<int64_t>(r) * ldb;
-    double* __restrict__ to = product + static_cast<int64_t>(r) * ldProduct;
-    for (int32_t k = 0; k < n;) {
-      const double* diagonal = a + static_cast<int64_t>(k) * lda + k;
-      if (pivots[k] >= 0) {
-        to[k] = from[k] * diagonal[0];
-        k += 1;
-      } else {
-        const double offDiagonal = diagonal[lda];
-        to[k] = from[k] * diagonal[0] + from[k + 1] * offDiagonal;
-        to[k + 1] = from[k] * offDiagonal + from[k + 1] * diagonal[lda + 1];
-        k += 2;
-      }
+  double diagonal[kDiagonals];
+  for (int32_t begin = 0; begin < n;) {
+    const double* at = a + static_cast<int64_t>(begin) * lda + begin;
+    int32_t count = 0;
+    for (; count < kDiagonals && begin + count < n && pivots[begin + count] >= 0; ++count) {
+      diagonal[count] = at[count * (static_cast<int64_t>(lda) + 1)];
     }
+    if (count == 0) {
+      multiplyPair(rows, at, lda, b + begin, ldb, product + begin, ldProduct);
+      begin += 2;
+      continue;
+    }
+    for (int32_t r = 0; r < rows; ++r) {
+      const double* __restrict__ from = b + static_cast<int64_t>(r) * ldb + begin;
+      double* __restrict__ to = product + static_cast<int64_t>(r) * ldProduct + begin;
+      for (int32_t k = 0; k < count; ++k) to[k] = from[k] * diagonal[k];
+    }
+    begin += count;
   }
 }
 

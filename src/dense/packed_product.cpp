@@ -15,6 +15,9 @@ constexpr int32_t PACK_A_COLUMNS = 64;
 constexpr int64_t PACK_A_STRIDE = 256;
 constexpr int32_t PACK_B_ROWS = 64;
 constexpr int64_t PACK_B_STRIDE = 256;
+// Columns of C that one packed block of A serves while B is read where it lies: PACK_DIM rows of them stay in the
+// second cache.
+constexpr int32_t WIDE_COLUMNS = 4 * PACK_DIM;
 constexpr int32_t LOOP_COPY = 12;  // up to this length a loop is faster than a block copy
 
 void clearRegion(Region region, int32_t m, int32_t n, double* c, int64_t ldc) {
@@ -65,6 +68,23 @@ Operand packedLeft(const Operand& a, int32_t mc, int32_t nc, int32_t kc, double*
   return asStored(pack, PACK_DIM);
 }
 
+// All of C without packing B: each block of A is packed once for many columns.
+void fullProduct(Update update, int32_t m, int32_t n, int32_t k, const Operand& a, const Operand& b, double* c,
+                 int64_t ldc, double* packA) {
+  for (int32_t p0 = 0; p0 < k; p0 += PACK_DIM) {
+    const int32_t kc = std::min(PACK_DIM, k - p0);
+    const Update now = update == Update::SET && p0 > 0 ? Update::PLUS : update;
+    for (int32_t j0 = 0; j0 < n; j0 += WIDE_COLUMNS) {
+      const int32_t nc = std::min(WIDE_COLUMNS, n - j0);
+      for (int32_t i0 = 0; i0 < m; i0 += PACK_DIM) {
+        const int32_t mc = std::min(PACK_DIM, m - i0);
+        const Operand left = packedLeft(shifted(a, i0, p0), mc, nc, kc, packA);
+        tileProduct(Region::FULL, now, mc, nc, kc, left, shifted(b, p0, j0), c + i0 + j0 * ldc, ldc);
+      }
+    }
+  }
+}
+
 // The tiles broadcast the entries of B, so that any stride will do; it is packed with its columns as rows.
 Operand packedRight(const Operand& b, int32_t m, int32_t nc, int32_t kc, double* pack) {
   if (pack == nullptr || m < PACK_B_ROWS || std::max(b.rowStride, b.columnStride) < PACK_B_STRIDE) return b;
@@ -87,6 +107,10 @@ void packedProduct(Region region, Update update, int32_t m, int32_t n, int32_t k
   if (m <= 0 || n <= 0) return;
   if (k <= 0) {
     if (update == Update::SET) clearRegion(region, m, n, c, ldc);
+    return;
+  }
+  if (region == Region::FULL && packB == nullptr) {
+    fullProduct(update, m, n, k, a, b, c, ldc, packA);
     return;
   }
   for (int32_t p0 = 0; p0 < k; p0 += PACK_DIM) {

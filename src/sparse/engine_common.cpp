@@ -54,6 +54,7 @@ void prepareContexts(QzPool* memory, const LowerMatrix& matrix, SymbolicFactor* 
                      const NumericFactor* numeric) {
   EngineShared* shared = symbolic->engineShared;
   shared->stopFlag = 0;
+  shared->claimed = 0;
   shared->completed = 0;
   for (int32_t t = 0; t < symbolic->numThreads; ++t) {
     ThreadContext* context = &symbolic->threadContexts[t];

@@ -14,6 +14,7 @@ namespace qz {
 
 struct EngineShared {
   volatile int64_t stopFlag;   // 0, or the first status that ends the run
+  volatile int64_t claimed;    // static pipeline: positions that threads have taken
   volatile int64_t completed;  // dynamic scheduler: supernodes whose last diagonal block was taken up
   QzLock* idleLock;            // dynamic scheduler: held by the one idle thread that looks for work
   QzLock* leafLock;            // dynamic scheduler: guards nextLeaf

@@ -16,35 +16,38 @@ class StaticWorker {
   explicit StaticWorker(ThreadContext& context) : context_(context), symbolic_(context.symbolic) {}
 
   void run() {
-    int64_t next = context_.thread;  // own next position, counted from the current supernode's first
+    next_ = claimPosition();
     for (int32_t s = 0; s < symbolic_->numSupernodes; ++s) {
       sn_ = blocksOf(symbolic_, s);
-      if (!ProcessSupernode(&next)) return;
+      if (!ProcessSupernode()) return;
     }
   }
 
  private:
   using Position = bool (StaticWorker::*)(int32_t c, int32_t r);
 
-  // Own positions (c, from) to (c, to - 1).
-  bool processColumn(int32_t c, int32_t from, int32_t to, Position position, int64_t* next) {
-    for (; *next < to - from; *next += context_.numThreads) {
-      if (stopRequested(context_) || !(this->*position)(c, from + static_cast<int32_t>(*next))) return false;
+  int64_t claimPosition() { return qzAtomicAdd(&context_.shared->claimed, 1) - 1; }
+
+  // Own positions among (c, from) to (c, to - 1), the next ones of the list.
+  bool processColumn(int32_t c, int32_t from, int32_t to, Position position) {
+    while (next_ - passed_ < to - from) {
+      if (stopRequested(context_) || !(this->*position)(c, from + static_cast<int32_t>(next_ - passed_))) return false;
+      next_ = claimPosition();
     }
-    *next -= to - from;
+    passed_ += to - from;
     return true;
   }
 
-  bool ProcessSupernode(int64_t* next) {
+  bool ProcessSupernode() {
     const BlockGrid& grid = sn_.grid;
-    if (isNarrow(grid)) return processColumn(0, 0, 1, &StaticWorker::factorNarrow, next);
+    if (isNarrow(grid)) return processColumn(0, 0, 1, &StaticWorker::factorNarrow);
     const int32_t behind = Blocks::separateBelow ? grid.numCols : grid.numRows;
     for (int32_t c = 0; c < grid.numCols; ++c) {
-      if (!processColumn(c, c, behind, &StaticWorker::finishBlock, next)) return false;
+      if (!processColumn(c, c, behind, &StaticWorker::finishBlock)) return false;
     }
     if (!Blocks::separateBelow || !hasRowsBelow(grid)) return true;
     for (int32_t c = 0; c < grid.numCols; ++c) {
-      if (!processColumn(c, grid.firstBelow, grid.numRows, &StaticWorker::SubdiagonalSolveTaskS, next)) return false;
+      if (!processColumn(c, grid.firstBelow, grid.numRows, &StaticWorker::SubdiagonalSolveTaskS)) return false;
     }
     return true;
   }
@@ -199,6 +202,8 @@ class StaticWorker {
   ThreadContext& context_;
   SymbolicFactor* symbolic_;
   SupernodeBlocks sn_{};
+  int64_t passed_ = 0;  // positions of the list that lie behind
+  int64_t next_ = 0;    // own next position
 };
 
 }  // namespace

@@ -18,7 +18,10 @@ class ParallelHost : public TestHost {
     table()->createEvent = createEvent;
     table()->createLock = createLock;
     table()->startThread = startThread;
-    table()->currentThread = currentThread;
+    table()->currentThread = qzhost::currentThread;
+    // Only the calling thread of a factorisation waits.
+    if (hostWait == nullptr) hostWait = caller()->wait;
+    caller()->wait = [](QzThread* self, QzWaitBlock* block) { return fails(failWait) ? 1 : hostWait(self, block); };
     setOption(L"host.cpucorecount", 64);
     cancelCaller(false);
   }
@@ -73,17 +76,6 @@ class ParallelHost : public TestHost {
     };
     ++liveThreads;
     ++startedThreads;
-    return thread;
-  }
-  // Only the calling thread of a factorisation waits.
-  static QzThread* currentThread(QzHostTable* host) {
-    QzThread* thread = qzhost::currentThread(host);
-    static thread_local bool wrapped = false;
-    if (!wrapped && startedThreads == 0) {
-      hostWait = thread->wait;
-      thread->wait = [](QzThread* self, QzWaitBlock* block) { return fails(failWait) ? 1 : hostWait(self, block); };
-      wrapped = true;
-    }
     return thread;
   }
 };
