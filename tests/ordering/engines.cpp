@@ -78,7 +78,9 @@ GraphOrder runOrderGraph(TestHost& host, const Graph& graph, const OrderRequest&
   result.status =
       qz::OrderGraph(&env, graph.n, begin.data(), list.data(), static_cast<int32_t>(list.size()), request.problemKind,
                      request.vertexWeights, request.isLDL, result.perm.data(), result.invPerm.data(), &result.numDense,
-                     &result.method, 1, 0, groupId.data(), 0, work.data(), 0.0, -1.0);
+                     &result.method, request.pullSeparators, request.constrained, groupId.data(), request.seed,
+                     work.data(), request.balanceFactor, request.denseFactor);
+  result.groupId = groupId;
   return result;
 }
 

@@ -32,10 +32,16 @@ struct OrderRequest {
   int32_t isLDL = 0;
   int32_t method = -1;
   const int32_t* vertexWeights = nullptr;
+  int32_t pullSeparators = 1;
+  int32_t constrained = 0;
+  int32_t seed = 0;
+  double balanceFactor = 0.0;
+  double denseFactor = -1.0;
 };
 struct GraphOrder : Ordered {
   int32_t method = -99;
   int32_t numDense = 0;
+  std::vector<int32_t> groupId;
 };
 // OrderGraph with a work area of 8n + 8 entries; memory comes from the host
 GraphOrder runOrderGraph(TestHost& host, const Graph& graph, const OrderRequest& request);
