@@ -6,7 +6,7 @@
 namespace qz {
 
 // Relative rounding error of one operation, 2^-53.
-inline constexpr double kUnitRoundoff = 1.110223024625157e-16;
+inline constexpr double kUnitRoundoff = 0x1p-53;  // 1.110223024625157e-16
 
 // Eigenvalues of [a b; b c], |rt1| >= |rt2|, the smaller one without cancellation.
 void EigV2by2(double* rt1, double* rt2, double a, double b, double c);
