@@ -4,6 +4,8 @@
 // finishes a block of rows (T on the left) or columns (on the right) and subtracts it from those that still wait; a
 // product takes the blocks in the order in which each one is read before it is overwritten.
 #include <algorithm>
+#include <cmath>
+#include <cstring>
 
 #include "dense/clones.h"
 #include "dense/kernels.h"
@@ -58,9 +60,77 @@ QZ_CLONES void substituteBackwards(const double* __restrict t, int32_t k, bool u
   }
 }
 
+typedef int64_t Places __attribute__((vector_size(GROUP * sizeof(int64_t))));
+
+// An 8-by-8 transposition in three rounds of shuffles. Macro, because a vector argument of a function would have to
+// stand in registers that not every processor has.
+#define QZ_TRANSPOSE_ROUND(from, to, distance, ...)                                               \
+  _Pragma("GCC unroll 8") for (int32_t i = 0; i < GROUP; ++i) {                                   \
+    constexpr Places low = {QZ_FIRST_HALF##distance};                                             \
+    constexpr Places high = {QZ_SECOND_HALF##distance};                                           \
+    (to)[i] = (i & (distance)) == 0 ? __builtin_shuffle((from)[i], (from)[i ^ (distance)], low)   \
+                                    : __builtin_shuffle((from)[i ^ (distance)], (from)[i], high); \
+  }
+#define QZ_FIRST_HALF1 0, 8, 2, 10, 4, 12, 6, 14
+#define QZ_SECOND_HALF1 1, 9, 3, 11, 5, 13, 7, 15
+#define QZ_FIRST_HALF2 0, 1, 8, 9, 4, 5, 12, 13
+#define QZ_SECOND_HALF2 2, 3, 10, 11, 6, 7, 14, 15
+#define QZ_FIRST_HALF4 0, 1, 2, 3, 8, 9, 10, 11
+#define QZ_SECOND_HALF4 4, 5, 6, 7, 12, 13, 14, 15
+
+// The commonest case of solveSmall below, a lower triangle of order STEP for GROUP columns, all in registers: the
+// columns are transposed, substituted row by row with the reciprocals of the diagonal, and transposed back.
+QZ_CLONES void substituteFull(const double* __restrict t, const double* __restrict reciprocal, double* __restrict b,
+                              int64_t ldb) {
+  Row x[STEP];
+  Row w[GROUP];
+  Row v[GROUP];
+#pragma GCC unroll 2
+  for (int32_t half = 0; half < STEP; half += GROUP) {
+#pragma GCC unroll 8
+    for (int32_t c = 0; c < GROUP; ++c) std::memcpy(&w[c], b + half + c * ldb, sizeof(Row));
+    QZ_TRANSPOSE_ROUND(w, v, 1)
+    QZ_TRANSPOSE_ROUND(v, w, 2)
+    QZ_TRANSPOSE_ROUND(w, v, 4)
+#pragma GCC unroll 8
+    for (int32_t c = 0; c < GROUP; ++c) x[half + c] = v[c];
+  }
+#pragma GCC unroll 16
+  for (int32_t p = 0; p < STEP; ++p) {
+    x[p] *= reciprocal[p];
+#pragma GCC unroll 16
+    for (int32_t i = p + 1; i < STEP; ++i) x[i] -= t[i + p * PACK_DIM] * x[p];
+  }
+#pragma GCC unroll 2
+  for (int32_t half = 0; half < STEP; half += GROUP) {
+#pragma GCC unroll 8
+    for (int32_t c = 0; c < GROUP; ++c) v[c] = x[half + c];
+    QZ_TRANSPOSE_ROUND(v, w, 1)
+    QZ_TRANSPOSE_ROUND(w, v, 2)
+    QZ_TRANSPOSE_ROUND(v, w, 4)
+#pragma GCC unroll 8
+    for (int32_t c = 0; c < GROUP; ++c) std::memcpy(b + half + c * ldb, &w[c], sizeof(Row));
+  }
+}
+
+// The reciprocals of the diagonal; false when one of them is no normal number, so that a product can't stand in for the
+// division.
+bool invertDiagonal(const double* t, bool unit, double* reciprocal) {
+  for (int32_t p = 0; p < STEP; ++p) {
+    reciprocal[p] = unit ? 1.0 : 1.0 / t[p * (PACK_DIM + 1)];
+    if (!std::isnormal(reciprocal[p])) return false;
+  }
+  return true;
+}
+
 // B := T^-1 B for a triangle of order k at most STEP and n columns.
 void solveSmall(Shape shape, bool unit, const double* t, int32_t k, double* b, int64_t ldb, int32_t n) {
-  for (int32_t j0 = 0; j0 < n; j0 += GROUP) {
+  int32_t start = 0;
+  double reciprocal[STEP];
+  if (shape == Shape::LOWER && k == STEP && n >= GROUP && invertDiagonal(t, unit, reciprocal)) {
+    for (; start + GROUP <= n; start += GROUP) substituteFull(t, reciprocal, b + start * ldb, ldb);
+  }
+  for (int32_t j0 = start; j0 < n; j0 += GROUP) {
     const int32_t columns = std::min(GROUP, n - j0);
     Row w[STEP] = {};
     double* block = b + j0 * ldb;
