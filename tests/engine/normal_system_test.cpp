@@ -610,6 +610,12 @@ struct Solved {
   double objective = 0.0;
 };
 
+// A good end: optimal, or near optimal, as which a feasible point goes whose gap was a little too wide when the reset
+// to an exact point failed.
+bool endedWell(const Solved& solved) {
+  return solved.result == 0 && (solved.status == 1 || solved.status == 15);
+}
+
 Solved solveWhole(TestHost& host, const DenseModel& model, int32_t method) {
   EngineCase engine(host, model, method);
   FakeTimer clock(0);
@@ -629,8 +635,7 @@ TEST_F(NormalSystem, WholeSolvesReachTheConstructedOptimum) {
     double objective = 0.0;
     const DenseModel model = constructed(random, shapeOf(seed), &objective);
     const Solved solved = solveWhole(host, model, qz::IPM_METHOD_NORMAL);
-    EXPECT_EQ(solved.result, 0);
-    EXPECT_EQ(solved.status, 1);
+    EXPECT_TRUE(endedWell(solved)) << solved.status;
     EXPECT_NEAR(solved.objective, objective, 1e-4 * (1.0 + std::fabs(objective)));
   }
 }
@@ -654,7 +659,7 @@ TEST_F(NormalSystem, DependentEqualityRowsAreNoObstacle) {
     model.b = b;
     model.sense = "EEEEEEEE";
     const Solved solved = solveWhole(host, model, qz::IPM_METHOD_NORMAL);
-    EXPECT_EQ(solved.status, 1);
+    EXPECT_TRUE(endedWell(solved)) << solved.status;
     EXPECT_NEAR(solved.objective, objective, 1e-4 * (1.0 + std::fabs(objective)));
   }
 }
@@ -663,16 +668,25 @@ TEST_F(NormalSystem, EveryFailingAllocationOfAWholeSolveIsTold) {
   std::mt19937 random(16);
   double objective = 0.0;
   const DenseModel model = constructed(random, shapeOf(2), &objective);
+  int64_t refused = 0;
   for (int64_t k = 1;; ++k) {
-    ASSERT_LT(k, 300);
+    ASSERT_LT(k, 1000);
+    const int64_t before = host.allocations();
     host.failAllocation(k);
     const Solved solved = solveWhole(host, model, qz::IPM_METHOD_NORMAL);
     host.failAllocation(0);
     ASSERT_EQ(host.outstanding(), 0) << k;
-    if (solved.result == 0 && solved.status == 1) break;
+    if (host.allocations() - before < k) {
+      EXPECT_TRUE(endedWell(solved)) << solved.status;
+      break;
+    }
+    // Only a reset to an exact point may do without memory: the iteration goes on.
+    if (endedWell(solved)) continue;
+    ++refused;
     EXPECT_EQ(solved.result, -1086) << k;
     EXPECT_EQ(solved.status, -1086) << k;
   }
+  EXPECT_GT(refused, 50);
 }
 
 // The caller's break at its k-th question ends the solve with 12, wherever it stands.
@@ -691,7 +705,7 @@ TEST_F(NormalSystem, EveryBreakEndsTheSolve) {
     const int32_t result =
         qz::ipmSolve(&engine.env, &engine.model, &engine.option, &engine.hub, &engine.solution, &clock.timer);
     if (asked < breakAt) {
-      EXPECT_EQ(engine.model.status, 1);
+      EXPECT_TRUE(endedWell({result, engine.model.status}));
       break;
     }
     EXPECT_EQ(result, 12);
