@@ -115,8 +115,8 @@ void reflectDirection(KeptSolution* kept, int32_t j) {
 }
 
 // With x = p + S x' the quadratic objective gets the linear term S (c + Q p) and the matrix S Q S. The costs hold S c
-// already; adds direction * S Q p for the unreflected Q, which stands in the model when direction is 1 before it is
-// reflected and when direction is -1 behind that.
+// already: adds direction * S Q p to them, with Q the matrix of the unshifted columns, and turns Q into S Q S, which is
+// its own inverse.
 void moveQuadratic(Model* model, const Presolver* presolver, double direction) {
   const double* p = presolver->shiftValue;
   const int32_t* status = presolver->shiftStatus;
