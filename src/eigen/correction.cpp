@@ -74,7 +74,7 @@ bool solveCorrection(const SparseSymMatrix& matrix, const Correction& p, const C
   Tracker tracker;
   bool produced = false;
   *numProducts = 0;
-  while (*numProducts < p.maxProducts && square > 0.0) {
+  while (*numProducts < p.maxMatVec && square > 0.0) {
     applyProjected(matrix, p, space.direction, space.image);
     ++*numProducts;
     const double curvature = blas::ddot(n, space.direction, 1, space.image, 1);

@@ -29,7 +29,7 @@ struct Correction {
   double normEstimate;  // of A
   double target;        // a smaller residual of x + t is not asked for
   bool smallest;        // theta must not rise, or, at the other end of the spectrum, not fall
-  int64_t maxProducts;
+  int64_t maxMatVec;
 };
 
 // Room of n entries each.

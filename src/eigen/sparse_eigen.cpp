@@ -40,7 +40,7 @@ struct Davidson {
   int32_t numWanted;
   int32_t restartSize;
   int32_t numConverged;
-  int64_t maxProducts;
+  int64_t maxMatVec;
   int64_t outerSteps;
   int32_t stallCount;
   double bestResidual;
@@ -94,7 +94,7 @@ bool accepts(Davidson* d) {
   // With a complete basis the Ritz pairs are the eigenpairs; a zero residual cannot be improved.
   if (d->basis.count == d->basis.matrix.n || rho == 0.0) return true;
   const bool warmingUp = d->basis.normEstimate >= kWarmUpNorm && d->outerSteps < kWarmUpSteps;
-  if (warmingUp && d->basis.products <= d->maxProducts) return false;
+  if (warmingUp && d->basis.products <= d->maxMatVec) return false;
   const int32_t patience = 5 * (d->numConverged + 1) + 15;
   return rho < convergenceLimit(*d, d->basis.ritzValues[d->numConverged]) || d->stallCount >= patience;
 }
@@ -128,7 +128,7 @@ double correctionTarget(const Davidson& d) {
 // The next direction, in the column behind the basis; a random one when the inner solve gives nothing.
 int32_t expand(Davidson* d) {
   DavidsonBasis& b = d->basis;
-  const int64_t left = std::max<int64_t>(kInnerLimit, d->maxProducts - b.products);
+  const int64_t left = std::max<int64_t>(kInnerLimit, d->maxMatVec - b.products);
   const Correction problem{
       d->x,       d->residual, b.ritzValues[d->numConverged], d->residualNorm, b.normEstimate, correctionTarget(*d),
       b.smallest, left};
@@ -188,7 +188,7 @@ int32_t iterate(Davidson* d) {
       if (d->numConverged == d->numWanted && d->numWanted > 1) reopenTurned(d);
       continue;
     }
-    if (d->basis.products > d->maxProducts) return kEigenLimit;
+    if (d->basis.products > d->maxMatVec) return kEigenLimit;
     const int32_t status = step(d);
     if (status != 0) return status;
   }
@@ -267,7 +267,7 @@ int32_t LA_SparseSymEigenSolver(int32_t n, const int32_t* colStart, const int32_
   d.basis.maxCount = sizes.maxBasis;
   // A restart must leave room for a new column; a complete basis is never restarted and may be kept whole.
   d.restartSize = sizes.maxBasis < n ? std::min(sizes.restartSize, sizes.maxBasis - 1) : sizes.restartSize;
-  d.maxProducts =
+  d.maxMatVec =
       env->eigenIterationLimit > 0 ? env->eigenIterationLimit : static_cast<int64_t>(kProductsPerPair) * d.numWanted;
   const uint32_t seed[4] = {1, 2, 3, 5};
   std::copy_n(seed, 4, d.basis.seed);
