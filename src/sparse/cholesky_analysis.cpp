@@ -19,8 +19,7 @@ int32_t orderPattern(int32_t n, const int32_t* colBegin, const int32_t* rowIndex
   int32_t* adjBegin = memory.first;
   int32_t* adjList = adjBegin + n + 1;
   RemoveDiagonals(n, colBegin, rowIndex, adjBegin, adjList);
-  const bool constrained =
-      constrainedOrderingAvailable && constrainedOrderingPays(env->constrained, env->problemKind, n, numOffDiagonals);
+  const bool constrained = constrainedOrderingPays(env->constrained, env->problemKind, n, numOffDiagonals);
   int32_t numDense = 0;
   int32_t method = env->orderingMethod;
   const int32_t status = OrderGraph(env, n, adjBegin, adjList, adjacencyCapacity(memory, n), env->problemKind, nullptr,

@@ -6,9 +6,6 @@
 
 namespace qz {
 
-// On once OrderGraph dissects under the constraint; until then the analyses ask for a plain ordering.
-constexpr bool constrainedOrderingAvailable = false;
-
 // Whether the Cholesky analysis follows a request for the constrained ordering: a matrix of the normal equations with
 // more than 190 off-diagonal entries a row is not worth it.
 [[nodiscard]] constexpr bool constrainedOrderingPays(int32_t constrained, int32_t problemKind, int32_t n,

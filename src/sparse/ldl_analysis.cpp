@@ -84,7 +84,7 @@ int32_t orderCompressed(int32_t n, const int32_t* colBegin, const int32_t* rowIn
     vertexMark = symbolic->colToSn;
     markVertices(n, symbolic->pivotKind, vertexMark);
   }
-  const bool constrained = env->constrained != 0 && constrainedOrderingAvailable;
+  const bool constrained = env->constrained != 0;
   int32_t numDense = 0;
   int32_t method = env->orderingMethod;
   status = OrderGraph(env, numCompressed, adjBegin, adjList, adjacencyCapacity(memory, numCompressed), env->problemKind,

@@ -205,6 +205,44 @@ TEST_F(SymbolicAnalysisTest, SpecialShapes) {
   }
 }
 
+// A grid with one row of entries everywhere, which is dense beside it.
+SymmetricMatrix gridWithDenseRow(int32_t width, int32_t height, std::mt19937& random) {
+  const SymmetricMatrix grid = qztest::gridMatrix(width, height, random);
+  const auto n = static_cast<size_t>(grid.n);
+  Bits bits = qztest::emptyBits(grid.n + 1);
+  for (size_t j = 0; j < n; ++j) {
+    for (int32_t p = grid.begin[j]; p < grid.begin[j + 1]; ++p) {
+      const auto i = static_cast<size_t>(grid.index[static_cast<size_t>(p)]);
+      bits[std::max(i, j)][std::min(i, j)] = true;
+    }
+    bits[n][j] = true;
+  }
+  return qztest::fromBits(bits, random);
+}
+
+TEST_F(SymbolicAnalysisTest, DissectionsAgreeWithDenseElimination) {
+  std::mt19937 random(6);
+  for (const SymmetricMatrix& a :
+       {qztest::gridMatrix(21, 20, random), qztest::gridMatrix(150, 2, random), gridWithDenseRow(16, 25, random)}) {
+    for (const bool ldl : {false, true}) {
+      double fill[2] = {0.0, 0.0};
+      for (const int32_t constrained : {0, 1}) {
+        SCOPED_TRACE(constrained);
+        env->problemKind = ldl ? 1 : 0;
+        env->constrained = constrained;
+        env->orderingMethod = ORDER_NESTED_DISSECTION;
+        ASSERT_EQ(analyze(a, ldl), LA_OK);
+        EXPECT_EQ(env->orderingMethod, ORDER_NESTED_DISSECTION);
+        expectFactorOf(a);
+        fill[constrained] = symbolic->nnzL;
+        cleanUp();
+      }
+      // The engine inside the groups has fill in view, and the groups are those of the dissection.
+      EXPECT_LE(fill[1], 1.15 * fill[0]);
+    }
+  }
+}
+
 TEST_F(SymbolicAnalysisTest, OneRowIsOneSerialSupernode) {
   std::mt19937 random(6);
   env->problemKind = 0;
@@ -315,15 +353,17 @@ TEST_F(SymbolicAnalysisTest, ACancelledThreadEndsTheOrderingWithThirteen) {
   std::mt19937 random(12);
   const SymmetricMatrix a = qztest::gridMatrix(15, 15, random);
   for (const bool ldl : {false, true}) {
-    env->orderingMethod = ORDER_AMD;
-    host.cancelThread(true);
-    EXPECT_EQ(analyze(a, ldl), LA_CANCELLED);
-    EXPECT_EQ(symbolic->factorState, -1);
-    EXPECT_EQ(env->orderingMethod, ORDER_AMD);
-    cleanUp();
-    host.cancelThread(false);
-    EXPECT_EQ(analyze(a, ldl), LA_OK);
-    cleanUp();
+    for (const int32_t method : {ORDER_AMD, ORDER_AMF, ORDER_NESTED_DISSECTION}) {
+      env->orderingMethod = method;
+      host.cancelThread(true);
+      EXPECT_EQ(analyze(a, ldl), LA_CANCELLED);
+      EXPECT_EQ(symbolic->factorState, -1);
+      EXPECT_EQ(env->orderingMethod, method);
+      cleanUp();
+      host.cancelThread(false);
+      EXPECT_EQ(analyze(a, ldl), LA_OK);
+      cleanUp();
+    }
   }
 }
 
@@ -332,9 +372,11 @@ TEST_F(SymbolicAnalysisTest, EveryFailedAllocationGivesOneAndTheCleanUpFreesTheR
   const SymmetricMatrix a = qztest::gridMatrix(15, 15, random);
   const int64_t before = host.outstanding();
   for (const bool ldl : {false, true}) {
-    for (const int32_t method : {ORDER_AMD, ORDER_AMF, ORDER_NESTED_DISSECTION}) {
+    // 12 stands for a dissection into groups.
+    for (const int32_t method : {int32_t{ORDER_AMD}, int32_t{ORDER_AMF}, int32_t{ORDER_NESTED_DISSECTION}, 12}) {
       for (int64_t k = 1;; ++k) {
-        env->orderingMethod = method;
+        env->constrained = method == 12 ? 1 : 0;
+        env->orderingMethod = std::min<int32_t>(method, ORDER_NESTED_DISSECTION);
         const int64_t asked = host.allocations();
         host.failAllocation(k);
         const int32_t status = analyze(a, ldl);
