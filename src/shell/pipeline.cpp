@@ -1,5 +1,6 @@
 #include "shell/pipeline.h"
 
+#include "eigen/convexity.h"
 #include "engine/controller.h"
 #include "shell/log.h"
 #include "shell/pool.h"
@@ -87,9 +88,9 @@ bool scaleModel(Pipeline& p) {
   return true;
 }
 
-// From the presolved model to the engine's standard form. The convexity test of a quadratic model, which would come
-// first, is not built.
+// From the presolved model to the engine's standard form; a quadratic model that is not convex goes no further.
 bool transformModel(Pipeline& p) {
+  if (p.model->typeModel == IPM_MODEL_QP && !passed(p, ipmDetectConvexity(p.env, p.model))) return false;
   reportThreads(p);
   const bool linear = p.model->typeModel == IPM_MODEL_LP;
   if (linear) isMipRelaxation(p.env, p.model);
@@ -107,7 +108,7 @@ bool transformModel(Pipeline& p) {
 // measures and the input model back.
 bool solveModel(Pipeline& p) {
   const int32_t status = ipmSolve(p.env, p.model, p.option, p.hub, p.innerSolution, p.timer);
-  return p.presolver->preControl == PRECONTROL_REDUCED || passed(p, status);
+  return passed(p, status) || p.presolver->preControl == PRECONTROL_REDUCED;
 }
 
 // The engine owes an unscaled model, but for the ends on which nothing more is read from it.

@@ -255,6 +255,78 @@ TEST_F(Pipeline, QuadraticModelTakesTheAugmentedSystemAndReportsItself) {
   EXPECT_TRUE(log.sent.empty());
 }
 
+// 6 <= x + y with x <= 4, y <= 5 only tightens bounds; the second model loses its singleton row.
+TestModel boundModel() {
+  return TestModel("GR", {6, 3}, {0, 2},
+                   {{1, 0, 4, {{0, 1}}}, {2, 0, 5, {{0, 1}}}, {1, -kInf, kInf, {{1, 1}}}, {1, -kInf, kInf, {{1, 2}}}});
+}
+TestModel singletonModel() {
+  return TestModel("GL", {10, 30}, {0, 0}, {{2, 0, kInf, {{0, 2}, {1, 1}}}, {-1, 0, kInf, {{1, 1}}}});
+}
+
+TEST_F(Pipeline, OwnPresolveComesBackFromEveryEndOfTheEngine) {
+  option.presolveMode = 0;
+  for (bool reduces : {false, true}) {
+    for (int32_t method : {IPM_METHOD_AUGMENTED, IPM_METHOD_NORMAL}) {
+      for (int32_t result : {0, 10, 12, -1086}) {
+        SCOPED_TRACE(std::to_string(reduces) + " " + std::to_string(method) + " " + std::to_string(result));
+        TestModel m = reduces ? singletonModel() : boundModel();
+        qztest::ModelArrays before = m.a;
+        option.typeMethod = method;
+        bool called = false;
+        qztest::fakeEngine = [&](const EngineCall& call) {
+          called = true;
+          EXPECT_EQ(call.model == &m.model, !reduces);
+          EXPECT_EQ(call.model->obj == m.a.obj.data(), !reduces);
+          call.model->status = result == 0 ? 7 : 1;
+          call.model->numIter = 3;
+          return result;
+        };
+        EXPECT_EQ(solve(m), result == 0 ? 7 : result);
+        EXPECT_TRUE(called);
+        EXPECT_EQ(m.model.numIter, 3);
+        const auto numCol = static_cast<size_t>(reduces ? 2 : 4);
+        EXPECT_EQ(m.model.numCol, static_cast<int32_t>(numCol));
+        for (size_t j = 0; j < 2; ++j) {
+          EXPECT_EQ(m.a.lower[j], before.lower[j]);
+          EXPECT_EQ(m.a.upper[j], before.upper[j]);
+        }
+        if (reduces) {
+          EXPECT_EQ(m.a.rowSense, before.rowSense);
+          EXPECT_EQ(m.a.rhs, before.rhs);
+          EXPECT_EQ(m.a.matValue, before.matValue);
+        }
+      }
+    }
+  }
+}
+
+TEST_F(Pipeline, OnlyModeZeroRunsTheOwnPresolveOfALinearModel) {
+  for (int32_t mode : {-1, 0, 1, 2}) {
+    TestModel m = singletonModel();
+    option.presolveMode = mode;
+    qztest::fakeEngine = [mode](const EngineCall& call) {
+      EXPECT_EQ(call.model->numRow, mode == 0 ? 1 : 2);
+      return call.model->status = 7, 0;
+    };
+    EXPECT_EQ(solve(m), 7);
+  }
+}
+
+TEST_F(Pipeline, ModelSolvedByPresolveNeverMeetsTheEngine) {
+  TestModel m("EL", {6, 9}, {}, {{3, 0, 9, {{0, 2}, {1, 1}}}, {-1, 0, 4, {}}});
+  option.presolveMode = 0;
+  EXPECT_EQ(solve(m), 1);
+  EXPECT_TRUE(qztest::events.empty());
+  EXPECT_EQ(m.a.solPrimal[0], 3.0);
+  EXPECT_EQ(m.a.solPrimal[1], 4.0);
+  EXPECT_EQ(m.a.solDual[0], 1.5);
+  EXPECT_EQ(m.a.solDual[1], 0.0);
+  EXPECT_EQ(m.a.reducedCost[0], 0.0);
+  EXPECT_EQ(m.a.reducedCost[1], -1.0);
+  EXPECT_EQ(m.model.objValue, 5.0);
+}
+
 TEST_F(Pipeline, SolveTimeIsTheTimeWithin) {
   TestModel m = handModel();
   clock.cpu = 3.0;  // before the call

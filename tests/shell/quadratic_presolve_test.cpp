@@ -1,0 +1,217 @@
+// Small convex quadratic programs through the whole pipeline, presolve and engine, against the conditions of Karush,
+// Kuhn and Tucker on the model as it came in.
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "shell/fake_presolver.h"
+#include "shell/fake_timer_module.h"
+#include "shell/pipeline.h"
+#include "transform/model_fixture.h"
+
+namespace {
+
+using namespace qz;
+using qztest::kInf;
+using qztest::ModelArrays;
+using qztest::TestModel;
+
+qztest::FakeTimerModule* timerModule = nullptr;
+
+class QuadraticPresolve : public ::testing::Test {
+ protected:
+  QuadraticPresolve() {
+    timerModule = &clock;
+    env.pool = host.pool();
+    presolver.scale = qztest::leaveUnscaled;
+    env.presolveObject = &presolver;
+    host.table()->loadExtension = [](QzHostTable*, const wchar_t*, int64_t, int64_t) {
+      return &timerModule->module.module;
+    };
+    int32_t rc = 0;
+    timer = IPM_timerCreate(env.pool, &rc);
+    IPM_timerStart(timer);
+    option.maxIter = 200;
+    option.timeLimit = 1e30;
+    option.numThread = 1;
+  }
+  ~QuadraticPresolve() override { IPM_timerFree(env.pool, &timer); }
+
+  int32_t solve(TestModel& m) {
+    IpmOption mine = option;
+    return ipmMain(&env, &m.model, &mine, timer, nullptr);
+  }
+  qztest::TestHost host;
+  qztest::FakeTimerModule clock;
+  Env env{};
+  IpmOption option = qztest::plainOption();
+  IPM_timer* timer = nullptr;
+  QzPresolveObject presolver{};
+};
+
+// A program around a point: rows of every sense that the point meets, many of them with one or two elements or tight on
+// the box, columns of every kind, and Q = D + B'B with a few elements.
+TestModel randomProgram(std::mt19937& random) {
+  const auto whole = [&random](int low, int high) {
+    return low + static_cast<int>(random() % static_cast<unsigned>(high - low + 1));
+  };
+  const int32_t numCol = whole(2, 8), numRow = whole(1, 7);
+  std::vector<qztest::ColumnSpec> columns;
+  std::vector<double> point;
+  for (int32_t j = 0; j < numCol; ++j) {
+    qztest::ColumnSpec c{1.0 * whole(-6, 6), 0, kInf, {}};
+    const int kind = whole(0, 6);
+    if (kind == 0) c.lower = -kInf;
+    if (kind == 1) c.lower = c.upper = whole(-2, 2);
+    if (kind >= 4) c.upper = whole(1, 6);
+    point.push_back(std::min(std::max(1.0 * whole(-1, 4), c.lower), c.upper));
+    columns.push_back(c);
+  }
+  std::string senses;
+  std::vector<double> rhs, range;
+  for (int32_t i = 0; i < numRow; ++i) {
+    const int length = whole(0, 2) == 0 ? 1 : whole(0, 4);
+    double activity = 0.0, least = 0.0;
+    for (int32_t j = 0, k = 0; j < numCol && k < length; ++j) {
+      if (whole(0, numCol - 1) > length) continue;
+      const double a = whole(0, 3) == 0 ? -whole(1, 4) : whole(1, 4);
+      columns[static_cast<size_t>(j)].elements.emplace_back(i, a);
+      activity += a * point[static_cast<size_t>(j)];
+      least += a * (a > 0 ? columns[static_cast<size_t>(j)].lower : columns[static_cast<size_t>(j)].upper);
+      ++k;
+    }
+    senses.push_back("ELGRN"[whole(0, 4)]);
+    const int gap = whole(0, 4);
+    const double side = senses.back() == 'L' || senses.back() == 'R' ? activity + gap
+                        : senses.back() == 'G'                       ? activity - gap
+                                                                     : activity;
+    rhs.push_back(senses.back() == 'L' && std::fabs(least - activity) < 0.5 ? least : side);
+    range.push_back(senses.back() == 'R' ? gap + whole(0, 5) : 0.0);
+  }
+  TestModel m(senses, rhs, range, columns);
+  std::vector<double> diag(static_cast<size_t>(numCol));
+  for (double& d : diag) d = whole(0, 3);
+  std::vector<std::tuple<int32_t, int32_t, double>> triangle;
+  for (int32_t j = 0; j + 1 < numCol; ++j)
+    if (whole(0, 2) == 0) {
+      const int32_t i = whole(j + 1, numCol - 1);
+      const double b = whole(0, 1) == 0 ? -1.0 : 1.0;
+      diag[static_cast<size_t>(j)] += 1.0;  // (x_j + b x_i)^2 / 2
+      diag[static_cast<size_t>(i)] += 1.0;
+      triangle.emplace_back(i, j, b);
+    }
+  m.makeQuadratic(diag, triangle);
+  return m;
+}
+
+// The largest violation of the optimality conditions at the model's answer.
+double conditionError(const TestModel& m) {
+  const auto& a = m.a;
+  const auto numCol = static_cast<size_t>(m.model.numCol), numRow = static_cast<size_t>(m.model.numRow);
+  std::vector<double> activity(numRow, 0.0), reduced(a.obj.begin(), a.obj.begin() + m.model.numCol);
+  double worst = 0.0;
+  const auto check = [&worst](double violation) { worst = std::max(worst, violation); };
+  for (size_t j = 0; j < numCol; ++j) {
+    reduced[j] += a.quadDiag[j] * a.solPrimal[j];
+    for (int32_t k = a.colBegin[j]; k < a.colBegin[j] + a.colLength[j]; ++k) {
+      const auto i = static_cast<size_t>(a.rowIndex[static_cast<size_t>(k)]);
+      activity[i] += a.matValue[static_cast<size_t>(k)] * a.solPrimal[j];
+      reduced[j] -= a.matValue[static_cast<size_t>(k)] * a.solDual[i];
+    }
+  }
+  for (size_t j = 0; j < numCol; ++j)
+    for (int32_t k = a.quadColBegin[j]; k < a.quadColBegin[j] + a.quadColLength[j]; ++k) {
+      const auto i = static_cast<size_t>(a.quadRowIndex[static_cast<size_t>(k)]);
+      reduced[i] += a.quadMatValue[static_cast<size_t>(k)] * a.solPrimal[j];
+      reduced[j] += a.quadMatValue[static_cast<size_t>(k)] * a.solPrimal[i];
+    }
+  for (size_t i = 0; i < numRow; ++i) {
+    const double y = a.solDual[i], above = a.rhs[i] - activity[i];
+    const char sense = a.rowSense[i];
+    if (sense == 'N') {
+      check(std::fabs(y));
+      continue;
+    }
+    const double below = sense == 'R' ? activity[i] - a.rhs[i] + a.range[i] : sense == 'L' ? kInf : -above;
+    const double room = sense == 'G' ? kInf : above;
+    check(-room);
+    check(-below);
+    check(y > 0 ? std::min(y, below) : std::min(-y, room));
+  }
+  for (size_t j = 0; j < numCol; ++j) {
+    const double below = a.lower[j] <= -1e20 ? kInf : a.solPrimal[j] - a.lower[j];
+    const double above = a.upper[j] >= 1e20 ? kInf : a.upper[j] - a.solPrimal[j];
+    check(-below);
+    check(-above);
+    check(reduced[j] > 0 ? std::min(reduced[j], below) : std::min(-reduced[j], above));
+    check(std::fabs(a.reducedCost[j] - reduced[j]));
+  }
+  return worst;
+}
+
+TEST_F(QuadraticPresolve, AnswersMeetTheOptimalityConditionsAndLeaveTheModel) {
+  int solved = 0, unbounded = 0, reduced = 0;
+  for (uint32_t seed = 1; seed <= 1500; ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937 random(seed);
+    TestModel m = randomProgram(random);
+    const ModelArrays before = m.a;
+    const int64_t outstanding = host.outstanding();
+    const int32_t status = solve(m);
+    EXPECT_EQ(host.outstanding(), outstanding);
+    ASSERT_TRUE(status == 1 || status == 15 || status == 4 || status == 14) << status;
+    ModelArrays after = m.a;
+    after.solPrimal = before.solPrimal;
+    after.solDual = before.solDual;
+    after.reducedCost = before.reducedCost;
+    after.rowActivity = before.rowActivity;
+    EXPECT_EQ(after == before, true) << "the caller's arrays are as they were, bit for bit";
+    if (status == 1 || status == 15) {
+      ++solved;
+      EXPECT_LT(conditionError(m), 1e-3);
+    } else {
+      ++unbounded;
+    }
+    reduced += m.model.numIter == 0 ? 1 : 0;
+  }
+  EXPECT_GT(solved, 900);
+  EXPECT_GT(unbounded, 20);
+  EXPECT_GT(reduced, 50) << "some are solved by presolve alone";
+  std::printf("solved %d unbounded %d without the engine %d\n", solved, unbounded, reduced);
+}
+
+TEST_F(QuadraticPresolve, SeparableModelWithoutRowsIsSolvedByPresolve) {
+  TestModel m("N", {0}, {}, {{-6, 0, 9, {}}, {-6, 5, 9, {}}, {-6, 0, 2, {}}, {3, 1, 4, {}}});
+  m.makeQuadratic({2, 2, 2, 0}, {});
+  EXPECT_EQ(solve(m), 1);
+  EXPECT_EQ(m.a.solPrimal[0], 3.0);
+  EXPECT_EQ(m.a.solPrimal[1], 5.0);
+  EXPECT_EQ(m.a.solPrimal[2], 2.0);
+  EXPECT_EQ(m.a.solPrimal[3], 1.0);
+  EXPECT_LT(conditionError(m), 1e-12);
+  EXPECT_EQ(m.model.objValue, -9.0 + (25.0 - 30.0) + (4.0 - 12.0) + 3.0);
+}
+
+TEST_F(QuadraticPresolve, FailedAllocationsBringTheInputBack) {
+  std::mt19937 random(7);
+  int64_t last = 0;
+  for (int64_t k = 1; last == 0; ++k) {
+    random.seed(7);
+    TestModel m = randomProgram(random);
+    const ModelArrays before = m.a;
+    const int64_t outstanding = host.outstanding();
+    host.failAllocation(k);
+    const int32_t status = solve(m);
+    host.failAllocation(0);
+    EXPECT_EQ(host.outstanding(), outstanding) << k;
+    EXPECT_EQ(m.a.rhs, before.rhs) << k;
+    EXPECT_EQ(m.a.lower, before.lower) << k;
+    EXPECT_EQ(m.a.matValue, before.matValue) << k;
+    if (status == -1086) continue;
+    ASSERT_TRUE(status == 1 || status == 15 || status == 4) << status << " at " << k;
+    last = k;
+  }
+  EXPECT_GT(last, 30);
+}
+
+}  // namespace
