@@ -79,6 +79,23 @@ template <class Blocks, class Apply>
   return going;
 }
 
+// All updates of a finished narrow supernode to its ancestors, in the order of the task lists.
+template <class Blocks, class Apply>
+[[nodiscard]] bool ApplyUpdatesSmall(ThreadContext& context, const SupernodeBlocks& sn, const Apply& apply) {
+  const BlockGrid& grid = sn.grid;
+  if (!hasRowsBelow(grid)) return true;
+  const RowOperand left{blockRow(sn, 0, grid.width), grid.width};
+  const RowOperand right = Blocks::narrowRight(context, sn);
+  for (int32_t i = grid.firstBelow; i < grid.numRows; ++i) {
+    for (int32_t j = grid.firstBelow; j <= i; ++j) {
+      if (!formUpdates<Blocks>(context, sn.s, grid.width, rowsBelow(grid, i), left, rowsBelow(grid, j), right, apply)) {
+        return false;
+      }
+    }
+  }
+  return true;
+}
+
 // target -= left * right' inside one supernode: `numRows` rows of one block column from their update by another. When
 // `diagonal`, the first `n` of them are a triangle. right has n rows; target has leading dimension n.
 template <class Blocks>

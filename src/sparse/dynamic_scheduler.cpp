@@ -23,7 +23,7 @@ class DynamicWorker {
  public:
   explicit DynamicWorker(ThreadContext& context) : context_(context), symbolic_(context.symbolic) {}
 
-  void run() {
+  void ProcessTask() {
     while (!stopRequested(context_)) {
       Task task = GetNextTaskS(context_, kPolicy<Blocks>);
       if (task.kind == TASK_NONE) {
@@ -106,13 +106,7 @@ class DynamicWorker {
     if (!hasRowsBelow(grid)) return;
     const PlaceRange below{grid.width, grid.height};
     Blocks::solveRows(context_, sn_, 0, below, Blocks::narrowProduct(context_, sn_, grid.width));
-    const RowOperand left{blockRow(sn_, 0, grid.width), grid.width};
-    const RowOperand right = Blocks::narrowRight(context_, sn_);
-    for (int32_t i = grid.firstBelow; i < grid.numRows; ++i) {
-      for (int32_t j = grid.firstBelow; j <= i; ++j) {
-        ApplyUpdatesBig(0, rowsBelow(grid, i), left, rowsBelow(grid, j), right);
-      }
-    }
+    static_cast<void>(ApplyUpdatesSmall<Blocks>(context_, sn_, applier()));
   }
 
   void finishDiagonal(int32_t c) {
@@ -180,11 +174,15 @@ class DynamicWorker {
   }
 
   void ApplyUpdatesBig(int32_t c, PlaceRange rows, const RowOperand& left, PlaceRange cols, const RowOperand& right) {
-    static_cast<void>(formUpdates<Blocks>(context_, sn_.s, columnWidth(sn_.grid, c), rows, left, cols, right,
-                                          [this](const BlockUpdate& update, const double* product, int32_t leading) {
-                                            ApplyUpdatesBlock(update, product, leading);
-                                            return true;
-                                          }));
+    static_cast<void>(
+        formUpdates<Blocks>(context_, sn_.s, columnWidth(sn_.grid, c), rows, left, cols, right, applier()));
+  }
+
+  auto applier() {
+    return [this](const BlockUpdate& update, const double* product, int32_t leading) {
+      ApplyUpdatesBlock(update, product, leading);
+      return true;
+    };
   }
 
   void ApplyUpdatesBlock(const BlockUpdate& update, const double* product, int32_t leading) {
@@ -272,7 +270,8 @@ void destroyDynamicLocks(SymbolicFactor* symbolic) {
   for (int32_t t = 0; symbolic->stackLocks != nullptr && t < symbolic->numThreads; ++t) {
     dropLock(&symbolic->stackLocks[t]);
   }
-  QzLock** locks = symbolic->numSupernodes > 0 ? symbolic->blockLocks[0] : nullptr;
+  if (symbolic->numBlocks == 0) return;
+  QzLock** locks = symbolic->blockLocks[0];
   for (int32_t block = 0; block < symbolic->numBlocks; ++block) dropLock(&locks[block]);
 }
 
@@ -286,11 +285,11 @@ void seedDynamicLDL(SymbolicFactor* symbolic) {
 }
 
 void ProcessTaskCholesky(ThreadContext& context) {
-  DynamicWorker<CholeskyBlocks>(context).run();
+  DynamicWorker<CholeskyBlocks>(context).ProcessTask();
 }
 
 void ProcessTaskLDL(ThreadContext& context) {
-  DynamicWorker<LDLBlocks>(context).run();
+  DynamicWorker<LDLBlocks>(context).ProcessTask();
 }
 
 }  // namespace qz

@@ -15,7 +15,7 @@ class StaticWorker {
  public:
   explicit StaticWorker(ThreadContext& context) : context_(context), symbolic_(context.symbolic) {}
 
-  void run() {
+  void ProcessTaskStatic() {
     next_ = claimPosition();
     for (int32_t s = 0; s < symbolic_->numSupernodes; ++s) {
       sn_ = blocksOf(symbolic_, s);
@@ -77,15 +77,7 @@ class StaticWorker {
       }
       qzAtomicSet(wordOf(r, 0), r > 0 ? sn_.identity : kUpdated, kFinished);
     }
-    if (!hasRowsBelow(grid)) return true;
-    const RowOperand left{blockRow(sn_, 0, grid.width), grid.width};
-    const RowOperand right = Blocks::narrowRight(context_, sn_);
-    for (int32_t i = grid.firstBelow; i < grid.numRows; ++i) {
-      for (int32_t j = grid.firstBelow; j <= i; ++j) {
-        if (!ApplyUpdatesBig(0, rowsBelow(grid, i), left, rowsBelow(grid, j), right)) return false;
-      }
-    }
-    return true;
+    return ApplyUpdatesSmall<Blocks>(context_, sn_, applier());
   }
 
   // ---- Wide supernodes ----
@@ -179,14 +171,18 @@ class StaticWorker {
     return true;
   }
 
-  // The products of (rows, cols) of block column c into the ancestors, each block when its turn for currentTask comes.
+  // The products of (rows, cols) of block column c into the ancestors.
   bool ApplyUpdatesBig(int32_t c, PlaceRange rows, const RowOperand& left, PlaceRange cols, const RowOperand& right) {
-    return formUpdates<Blocks>(context_, sn_.s, columnWidth(sn_.grid, c), rows, left, cols, right,
-                               [this](const BlockUpdate& update, const double* product, int32_t leading) {
-                                 return ApplyUpdatesBlockStatic(update, product, leading);
-                               });
+    return formUpdates<Blocks>(context_, sn_.s, columnWidth(sn_.grid, c), rows, left, cols, right, applier());
   }
 
+  auto applier() {
+    return [this](const BlockUpdate& update, const double* product, int32_t leading) {
+      return ApplyUpdatesBlockStatic(update, product, leading);
+    };
+  }
+
+  // One product into one block, when its turn for currentTask comes.
   bool ApplyUpdatesBlockStatic(const BlockUpdate& update, const double* product, int32_t leading) {
     const BlockGrid target = blockGridOf(symbolic_, update.target);
     const int32_t number = blockNumber(target, update.gridRow, update.gridCol);
@@ -209,7 +205,8 @@ class StaticWorker {
 }  // namespace
 
 void seedStaticPipeline(SymbolicFactor* symbolic) {
-  volatile int64_t* words = symbolic->numSupernodes > 0 ? symbolic->blockState[0] : nullptr;
+  if (symbolic->numBlocks == 0) return;
+  volatile int64_t* words = symbolic->blockState[0];
   for (int32_t block = 0; block < symbolic->numBlocks; ++block) {
     words[block] = symbolic->blockTaskList[block][0];
     symbolic->blockCursor[block] = 1;
@@ -217,11 +214,11 @@ void seedStaticPipeline(SymbolicFactor* symbolic) {
 }
 
 void ProcessTaskStaticCholesky(ThreadContext& context) {
-  StaticWorker<CholeskyBlocks>(context).run();
+  StaticWorker<CholeskyBlocks>(context).ProcessTaskStatic();
 }
 
 void ProcessTaskStaticLDL(ThreadContext& context) {
-  StaticWorker<LDLBlocks>(context).run();
+  StaticWorker<LDLBlocks>(context).ProcessTaskStatic();
 }
 
 }  // namespace qz
