@@ -109,15 +109,30 @@ Step afterFailedReset(Loop& loop) {
   return Step::kDirection;
 }
 
-// Tries to jump to the exact point on the optimal face. An accepted point ends the run with the status it was given:
-// its zero slacks allow no further step.
+// A run that may go on is not cut short: where the face is decided but the gap is not closed, the next steps close it
+// to full accuracy, and a jump taken then has ended good runs near-optimal (blend, grow7 and stocfor1 among them). The
+// limits of the iteration were skipped by the decision that wished for the jump, so they are tested here.
+Step goOnWithoutReset(Loop& loop) {
+  Ipm* ipm = loop.ipm;
+  if (ipm->status == QZ_STATUS_OPTIMAL) return takeBackAndLeave(loop, QZ_STATUS_OPTIMAL);
+  ipm->stopState = STOP_ITERATE;
+  decideLimits(ipm);
+  return ipm->stopState == STOP_NOW ? takeBackAndLeave(loop, ipm->status) : Step::kDirection;
+}
+
+// Where the run stops in any case: tries to jump to the exact point on the optimal face. An accepted point ends the run
+// with the status it was given: its zero slacks allow no further step. A failed attempt is no error, unless memory ran
+// out or a break was asked for.
 Step reset(Loop& loop) {
   Ipm* ipm = loop.ipm;
-  if (ipmReset(ipm) == QZ_STATUS_OK) {
+  if (ipm->stopState == STOP_RESET_GO_ON) return goOnWithoutReset(loop);
+  const int32_t status = ipmReset(ipm);
+  if (status == QZ_STATUS_OK) {
     ipm->stopState = STOP_NOW;
     printLog(ipm);
     return leaveWith(loop, ipm->status);
   }
+  if (status == QZ_STATUS_OUT_OF_MEMORY || status == QZ_STATUS_INTERRUPTED) return takeBackAndLeave(loop, status);
   ++ipm->numReset;
   return afterFailedReset(loop);
 }
