@@ -243,7 +243,8 @@ int32_t SortedMatch(OrderingControl* control, OrderingGraph* graph) {
   int32_t* perm = poolmalloc(control, n);
   int32_t* sorted = poolmalloc(control, n);
   RandomPermute(n, perm, control);
-  const auto limit = static_cast<int32_t>(0.7 * (graph->numEdges / n));
+  const int32_t meanDegree = graph->numEdges / n;
+  const auto limit = static_cast<int32_t>(0.7 * meanDegree);
   int32_t* start = poolmalloc(control, limit + 2);
   sortByDegree(graph, limit, perm, start, sorted);
   poolfree(control, limit + 2);

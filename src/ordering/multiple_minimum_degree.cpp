@@ -29,9 +29,9 @@ struct MinimumDegree {
   int32_t delta;
   int32_t maxInt;
   int32_t tag;
-  int32_t minDegree;
-  int32_t position;  // of the next vertex
-  int32_t formed;    // chain of the elements of this round
+  int32_t mindeg;
+  int32_t nextMin;  // position of the next pivot
+  int32_t formed;   // chain of the elements of this round
 
   [[nodiscard]] int32_t first(int32_t v) const { return begin[v - 1]; }
   [[nodiscard]] int32_t last(int32_t v) const { return begin[v] - 1; }
@@ -101,16 +101,16 @@ void open(MinimumDegree& m) {
     m.marker[v] = 0;
     m.previous[v] = 0;
   }
-  m.minDegree = m.n;
+  m.mindeg = m.n;
   for (int32_t v = 1; v <= m.n; ++v) {
     const int32_t degree = m.last(v) - m.first(v) + 1;
     if (degree == 0) {
       m.marker[v] = m.maxInt;
-      m.next[v] = -m.position;
-      ++m.position;
+      m.next[v] = -m.nextMin;
+      ++m.nextMin;
     } else {
       insertByDegree(m, v, degree + 1);
-      m.minDegree = std::min(m.minDegree, degree + 1);
+      m.mindeg = std::min(m.mindeg, degree + 1);
     }
   }
 }
@@ -176,26 +176,26 @@ void coverByElement(MinimumDegree& m, int32_t v, int32_t pivot) {
 
 // Eliminates pivots of one round, in which no vertex next to a pivot can be one. False once all vertices are numbered.
 bool eliminateRound(MinimumDegree& m) {
-  while (m.head[m.minDegree] <= 0) ++m.minDegree;
-  const int32_t limit = std::min(m.minDegree + m.delta, m.n);
+  while (m.head[m.mindeg] <= 0) ++m.mindeg;
+  const int32_t mdlmt = std::min(m.mindeg + m.delta, m.n);
   m.formed = 0;
   for (;;) {
-    int32_t pivot = m.head[m.minDegree];
+    int32_t pivot = m.head[m.mindeg];
     while (pivot <= 0) {
-      if (++m.minDegree > limit) return true;
-      pivot = m.head[m.minDegree];
+      if (++m.mindeg > mdlmt) return true;
+      pivot = m.head[m.mindeg];
     }
     removeFromDegrees(m, pivot);
-    m.next[pivot] = -m.position;
-    if (m.position + m.qsize[pivot] > m.n) return false;
-    reserveTags(m, m.minDegree + 1);
+    m.next[pivot] = -m.nextMin;
+    if (m.nextMin + m.qsize[pivot] > m.n) return false;
+    reserveTags(m, m.mindeg + 1);
     ++m.tag;
     formElement(m, pivot);
     forEachOf(m, pivot, [&](int32_t v) { coverByElement(m, v, pivot); });
-    m.position += m.qsize[pivot];
+    m.nextMin += m.qsize[pivot];
     m.list[pivot] = m.formed;
     m.formed = pivot;
-    if (m.position > m.n) return false;
+    if (m.nextMin > m.n) return false;
     if (m.delta < 0) return true;
   }
 }
@@ -203,7 +203,7 @@ bool eliminateRound(MinimumDegree& m) {
 void enterDegree(MinimumDegree& m, int32_t v, int32_t degree) {
   const int32_t external = degree - m.qsize[v] + 1;
   insertByDegree(m, v, external);
-  m.minDegree = std::min(m.minDegree, external);
+  m.mindeg = std::min(m.mindeg, external);
 }
 
 // Degree of a vertex whose list holds the element and one more entry. A vertex of the same two elements is the same as
@@ -309,9 +309,9 @@ void mmd(int32_t n, const int32_t* adjBegin, int32_t* adjList, int32_t* invp, in
   if (n <= 0) return;
   MinimumDegree m{n, adjBegin, adjList, invp, perm, head, qsize, list, marker, delta, maxInt, 1, 1, 1, 0};
   open(m);
-  while (m.position <= n && eliminateRound(m)) {
+  while (m.nextMin <= n && eliminateRound(m)) {
     // No element of this round is larger than the degree reached, and no element has more vertices to visit than that.
-    const int32_t tagSpan = m.minDegree + std::max(delta, 0) + 1;
+    const int32_t tagSpan = m.mindeg + std::max(delta, 0) + 1;
     for (int32_t element = m.formed; element > 0; element = m.list[element]) updateElement(m, element, tagSpan);
   }
   numberMerged(n, qsize, invp, perm);

@@ -238,6 +238,42 @@ TEST(NestedDissection, VertexWeightsShiftTheSeparator) {
   EXPECT_LT(shifted, 400);
 }
 
+TEST(NestedDissection, AnyWeightsBalanceAndDenseVerticesGiveAnOrder) {
+  TestHost host;
+  const int64_t before = host.outstanding();
+  std::vector<Graph> graphs = largeGraphs();
+  graphs.push_back(star(600, 0));
+  graphs.push_back(disjointUnion({star(300, 5), complete(250), cycle(210)}));
+  graphs.push_back(complete(320));
+  graphs.push_back(withDenseRows(500, 600, 6, 11));
+  for (uint32_t seed = 1; seed <= 3; ++seed) {
+    std::mt19937 random(seed);
+    for (const Graph& graph : graphs) {
+      Array weights(at(graph.n));
+      const uint32_t range = seed == 3 ? 400 : 2;
+      for (int32_t& w : weights) w = static_cast<int32_t>(random() % range) - 2;
+      for (const double balance : {1.0, 1.05, 3.0}) {
+        for (const int32_t constrained : {0, 1}) {
+          OrderRequest request = dissection();
+          request.vertexWeights = weights.data();
+          request.balanceFactor = balance;
+          request.denseFactor = 1e9;  // none is removed
+          request.seed = static_cast<int32_t>(seed);
+          request.constrained = constrained;
+          const GraphOrder order = runOrderGraph(host, graph, request);
+          ASSERT_EQ(order.status, qz::LA_OK);
+          EXPECT_TRUE(isOrder(graph.n, order.perm, order.invPerm)) << graph.n << " vertices, seed " << seed;
+          EXPECT_EQ(order.numDense, 0);
+          EXPECT_EQ(host.outstanding(), before);
+          for (int32_t v = 0; constrained != 0 && order.method == 2 && v < graph.n; ++v) {
+            ASSERT_TRUE(order.groupId[at(v)] >= 0 && order.groupId[at(v)] < graph.n);
+          }
+        }
+      }
+    }
+  }
+}
+
 // Groups of a constrained run: contiguous numbers, leaves below separators, no edge between two leaf groups.
 void expectGroups(const Graph& graph, const GraphOrder& order) {
   const int32_t m = graph.n - order.numDense;
