@@ -242,6 +242,24 @@ void copyRows(Reduction& r) {
   }
 }
 
+// Sorts the elements of a column by row, in place: Shell's method on the two arrays at once. Columns mostly arrive
+// sorted, and then this is one pass a gap.
+void sortColumn(int32_t length, int32_t* row, double* value) {
+  for (int32_t gap = length / 2; gap > 0; gap = gap == 2 ? 1 : static_cast<int32_t>(gap / 2.2)) {
+    for (int32_t k = gap; k < length; ++k) {
+      const int32_t keyRow = row[k];
+      const double keyValue = value[k];
+      int32_t p = k;
+      for (; p >= gap && row[p - gap] > keyRow; p -= gap) {
+        row[p] = row[p - gap];
+        value[p] = value[p - gap];
+      }
+      row[p] = keyRow;
+      value[p] = keyValue;
+    }
+  }
+}
+
 void copyColumns(Reduction& r) {
   const LpRecord& in = *r.caller;
   LpRecord& out = r.reduced;
@@ -261,6 +279,7 @@ void copyColumns(Reduction& r) {
       ++position;
     }
     out.colLength[to] = position - out.colBegin[to];
+    sortColumn(out.colLength[to], out.rowIndex + out.colBegin[to], out.matValue + out.colBegin[to]);
   }
   out.colBegin[out.numCol] = position;
 }

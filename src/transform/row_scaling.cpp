@@ -70,6 +70,10 @@ int32_t undoRowScaling(Env* env, Model* model, Hub* hub, Solution* solution) {
       solution->lowerDual[j] *= hub->objScale;
       solution->upperDual[j] *= hub->objScale;
     }
+    // The duals of undivided rows are prices of the divided objective as well: left as they are, they would contradict
+    // the bound duals, and the last check would refuse every such answer.
+    for (int32_t i = 0; i < model->numRow; ++i)
+      if (!divides(hub->rowScale[i])) model->solDual[i] *= hub->objScale;
   }
   // The slack of a range row came from its unscaled slack column; its divisor is 1.
   for (int32_t i = 0; i < model->numRow; ++i)

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <random>
@@ -132,6 +133,25 @@ TEST_F(Presolver, PlainModelIsCopiedPackedAndWithRoomBehindIt) {
   reduced->obj[4] = reduced->lower[4] = reduced->upper[4] = reduced->solPrimal[4] = reduced->reducedCost[4] = 1.0;
   reduced->colBegin[5] = reduced->colLength[4] = 1;
   for (int32_t k = 9; k < 9 + 1 + 3; ++k) reduced->matValue[k] = reduced->rowIndex[k] = 1;
+  done();
+}
+
+TEST_F(Presolver, ColumnsComeOutSortedByRowWithTheirValues) {
+  const int32_t m = 200;
+  std::mt19937 random(7);
+  std::vector<std::vector<double>> rows(static_cast<size_t>(m), std::vector<double>{1.0, 1.0});
+  Caller caller(std::string(static_cast<size_t>(m), 'L'), std::vector<double>(static_cast<size_t>(m), 5.0), {1, 1},
+                {0, 0}, {kInf, kInf}, rows);
+  for (size_t j = 0; j < 2; ++j) {
+    auto* from = caller.row.data() + caller.begin[j];
+    std::shuffle(from, from + m, random);
+    for (int32_t k = 0; k < m; ++k) caller.value[static_cast<size_t>(caller.begin[j] + k)] = 1.0 + from[k];
+  }
+  ASSERT_EQ(reduce(caller), 0);
+  for (int32_t k = 0; k < 2 * m; ++k) {
+    EXPECT_EQ(reduced->rowIndex[k], k % m);
+    EXPECT_EQ(reduced->matValue[k], 1.0 + k % m);
+  }
   done();
 }
 
