@@ -114,7 +114,7 @@ void dqra4(int32_t m, int32_t n, int32_t wantT, double* a, int32_t lda, double* 
     double* v = a + j * ld;
     my_dlarfg(m - j, v + j, v + j + 1, tau + j);
     // The dot products of the reflector with the columns before it, for T, and with those behind it.
-    double dots[kLeaf];
+    double dots[kLeaf] = {};
     dotColumnsOf(n, below, bottom + j * ld, bottom, ld, dots);
     if (wantT != 0) {
       for (int32_t i = 0; i < j; ++i) work[i] = dots[i];
@@ -155,7 +155,7 @@ void dqru4(int32_t m, int32_t n, int32_t k, const double* v, int32_t ldv, const 
 
 void dlarft4(int32_t m, int32_t k, const double* v, int32_t ldv, const double* tau, double* t, int32_t ldt) {
   const int64_t ld = ldv;
-  double dots[kLeaf];
+  double dots[kLeaf] = {};
   for (int32_t j = 0; j < k; ++j) {
     dotColumnsOf(j, m - k, v + k + j * ld, v + k, ld, dots);
     dotEarlier(j, k, v, ld, dots);

@@ -262,6 +262,36 @@ void countedProduct(int32_t n, const int32_t* colStart, const int32_t* rowIndex,
   qz::LA_SparseSymMatVecMult(n, colStart, rowIndex, value, x, y);
 }
 
+// A product with an error of its own, as of an inexact operator: no residual falls below about 1e-6.
+void noisyProduct(int32_t n, const int32_t* colStart, const int32_t* rowIndex, const double* value, const double* x,
+                  double* y) {
+  static std::mt19937 random(1);
+  std::uniform_real_distribution<double> uniform(-1e-6, 1e-6);
+  qz::LA_SparseSymMatVecMult(n, colStart, rowIndex, value, x, y);
+  for (int32_t i = 0; i < n; ++i) y[i] += uniform(random) / std::sqrt(n);
+}
+
+TEST_F(SparseEigen, TwentyStepsWithoutProgressAcceptTheFirstPair) {
+  std::mt19937 random(kSeed + 11);
+  const MatrixXd a = randomSparse(120, 4.0, random);
+  const Solved s = solve(sparseOf(a), 'S', 1, noisyProduct);
+  EXPECT_EQ(s.status, 0);
+  EXPECT_NEAR(s.values(0), extremes(a, 'S', 1)(0), 1e-4);
+  EXPECT_GT(s.residuals(0), 1e-9) << "the noise kept it from converging";
+}
+
+TEST_F(SparseEigen, LargeNormsTakeFifteenStepsBeforeAPairIsAccepted) {
+  std::mt19937 random(kSeed + 12);
+  VectorXd values = VectorXd::LinSpaced(60, 1.0, 2.0);
+  values(0) = -1.0;
+  values(59) = 3.0;
+  const MatrixXd a = withSpectrum(values, random);
+  const int32_t start = qz::chooseDavidsonSizes(60, 1, 1e6, 60).restartSize;
+  calls = 0;
+  EXPECT_EQ(solve(sparseOf(1e6 * a), 'S', 1, countedProduct).status, 0);
+  EXPECT_GE(calls, start + 15);
+}
+
 TEST_F(SparseEigen, LimitOfProductsGivesTheCurrentValues) {
   const MatrixXd a = secondDifference(800);
   ASSERT_EQ(qz::LA_SetIntParam(env, qz::LA_KEY_EIGEN_ITERATION_LIMIT, 5), 0);
