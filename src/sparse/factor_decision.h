@@ -22,7 +22,7 @@ struct FactorPath {
 };
 
 // The parallel engines stand behind this switch: while it is off, every factor takes the serial sweep on one thread.
-constexpr bool parallelEnginesAvailable = false;
+constexpr bool parallelEnginesAvailable = true;
 
 // Serial or blocked, from the requested threads, the kind of the problem and the requested pipeline. The Cholesky rule
 // keeps the number of threads and, on the serial way of a single thread, drops the static pipeline; the LDL rule lowers

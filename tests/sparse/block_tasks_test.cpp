@@ -13,6 +13,7 @@
 #include "sparse/blocked_setup.h"
 #include "sparse/cholesky_analysis.h"
 #include "sparse/factor_cleanup.h"
+#include "sparse/factor_decision.h"
 #include "sparse/ldl_analysis.h"
 #include "sparse/supernodal_analysis.h"
 #include "sparse/symbolic_oracle.h"
@@ -73,6 +74,7 @@ class BlockTasksTest : public ::testing::Test {
   BlockTasksTest() {
     int32_t status = -1;
     env = LA_CreateLAEnv(host.pool(), 0, &status);
+    env->forcedPlan = &serialPlan;
   }
   ~BlockTasksTest() override {
     LA_CleanUpLDL(env, &symbolic, &numeric);
@@ -122,6 +124,7 @@ class BlockTasksTest : public ::testing::Test {
   }
 
   qztest::TestHost host;
+  const FactorPlan serialPlan{{0, 1, 1}, 0};
   LAEnv* env = nullptr;
   SymbolicFactor* symbolic = nullptr;
   NumericFactor* numeric = nullptr;

@@ -268,6 +268,7 @@ TEST_F(SymbolicAnalysisTest, DiagonalMatrixHasSupernodesOfOneColumnAndNoWidth) {
 TEST_F(SymbolicAnalysisTest, DenseMatrixIsOneSupernode) {
   std::mt19937 random(8);
   const int32_t n = 40;
+  env->problemKind = 0;  // of the other kinds none is serial on one thread
   ASSERT_EQ(analyze(qztest::denseMatrix(n, random), false), LA_OK);
   EXPECT_EQ(symbolic->numSupernodes, 1);
   EXPECT_EQ(symbolic->maxWidth, n);
