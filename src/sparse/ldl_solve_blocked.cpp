@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "dense/clones.h"
 #include "sparse/ldl_solve.h"
 #include "sparse/ldl_solve_panel.h"
 
@@ -11,7 +12,8 @@ namespace qz {
 
 namespace {
 
-constexpr int32_t kLanes = 4;  // partial sums of an inner product
+constexpr int32_t kLanes = 8;  // partial sums of an inner product
+constexpr int32_t kRows = 4;   // rows that a transposed product takes at a time
 
 // One block column of a supernode.
 struct BlockColumn {
@@ -38,6 +40,11 @@ BlockColumn blockColumnOf(const SymbolicFactor* symbolic, int32_t s, int32_t c) 
           symbolic->lIndex + symbolic->lIndexBegin[s] + offset,
           symbolic->pivotKind + first,
           symbolic->lValues + symbolic->lValueBegin[s] + c * nb * height - nb * nb * c * (c - 1) / 2};
+}
+
+// The rows behind the diagonal block.
+const double* behindDiagonal(const BlockColumn& block) {
+  return block.values + static_cast<int64_t>(block.width) * block.width;
 }
 
 void forwardBlock(const BlockColumn& block, double* y) {
@@ -84,27 +91,43 @@ void backwardBlock(const BlockColumn& block, double* y) {
 }
 
 // y[rows behind the diagonal block] -= L x.
-void subtractBelow(const BlockColumn& block, const double* __restrict__ x, double* y) {
-  const int32_t w = block.width;
-  const double* __restrict__ row = block.values + static_cast<int64_t>(w) * w;
-  for (int32_t i = w; i < block.height; ++i, row += w) {
-    double sums[kLanes] = {0.0, 0.0, 0.0, 0.0};
+QZ_CLONES void subtractBelow(int32_t w, int32_t numRows, const double* __restrict__ values,
+                             const int32_t* __restrict__ rows, const double* __restrict__ x, double* y) {
+  for (int32_t i = 0; i < numRows; ++i) {
+    const double* __restrict__ row = values + static_cast<int64_t>(i) * w;
+    double sums[kLanes] = {};
     int32_t k = 0;
     for (; k + kLanes <= w; k += kLanes) {
       for (int32_t lane = 0; lane < kLanes; ++lane) sums[lane] += row[k + lane] * x[k + lane];
     }
-    double sum = (sums[0] + sums[1]) + (sums[2] + sums[3]);
+    double sum = 0.0;
+    if (k > 0) {
+      for (int32_t lane = 0; lane < kLanes / 2; ++lane) sums[lane] += sums[lane + kLanes / 2];
+      sum = (sums[0] + sums[1]) + (sums[2] + sums[3]);
+    }
     for (; k < w; ++k) sum += row[k] * x[k];
-    y[block.rows[i]] -= sum;
+    y[rows[i]] -= sum;
   }
 }
 
-// x -= L' y[rows behind the diagonal block].
-void subtractTransposed(const BlockColumn& block, const double* y, double* __restrict__ x) {
-  const int32_t w = block.width;
-  const double* __restrict__ row = block.values + static_cast<int64_t>(w) * w;
-  for (int32_t i = w; i < block.height; ++i, row += w) {
-    const double value = y[block.rows[i]];
+// x -= L' y[rows behind the diagonal block], kRows rows in one pass over x.
+QZ_CLONES void subtractTransposed(int32_t w, int32_t numRows, const double* __restrict__ values,
+                                  const int32_t* __restrict__ rows, const double* y, double* __restrict__ x) {
+  const int64_t step = w;
+  int32_t i = 0;
+  for (; i + kRows <= numRows; i += kRows) {
+    const double* __restrict__ row = values + i * step;
+    const double y0 = y[rows[i]];
+    const double y1 = y[rows[i + 1]];
+    const double y2 = y[rows[i + 2]];
+    const double y3 = y[rows[i + 3]];
+    for (int32_t k = 0; k < w; ++k) {
+      x[k] -= (row[k] * y0 + row[k + step] * y1) + (row[k + 2 * step] * y2 + row[k + 3 * step] * y3);
+    }
+  }
+  for (; i < numRows; ++i) {
+    const double* __restrict__ row = values + i * step;
+    const double value = y[rows[i]];
     for (int32_t k = 0; k < w; ++k) x[k] -= row[k] * value;
   }
 }
@@ -116,7 +139,7 @@ int32_t sweepForward(const SymbolicFactor* symbolic, double* y) {
       const BlockColumn block = blockColumnOf(symbolic, s, c);
       double* own = y + block.firstColumn;
       forwardBlock(block, own);
-      subtractBelow(block, own, y);
+      subtractBelow(block.width, block.height - block.width, behindDiagonal(block), block.rows + block.width, own, y);
       const int32_t status = divideByPivots(block.width, block.pivots, block.values, block.width, block.width, own);
       if (status != LA_OK) return status;
     }
@@ -129,7 +152,8 @@ void sweepBackward(const SymbolicFactor* symbolic, double* y) {
     for (int32_t c = numBlockColumns(symbolic, s) - 1; c >= 0; --c) {
       const BlockColumn block = blockColumnOf(symbolic, s, c);
       double* own = y + block.firstColumn;
-      subtractTransposed(block, y, own);
+      subtractTransposed(block.width, block.height - block.width, behindDiagonal(block), block.rows + block.width, y,
+                         own);
       backwardBlock(block, own);
     }
   }
