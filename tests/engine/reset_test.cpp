@@ -495,79 +495,87 @@ class ResetInTheLoop : public Reset {
   qztest::FakeTimerModule clock;
   qz::IPM_timer timer{};
 
-  // min x1 + 2 x2 subject to x1 + x2 = 1, x >= 0: optimum (1, 0) with y = 1. The point lies between.
-  static DenseModel smallModel() {
+  // min x1 + 2 x2 subject to x1 + x2 = b, x >= 0: optimum (b, 0) with y = 1. The point lies between.
+  static DenseModel smallModel(double b) {
     DenseModel model;
     model.A = Matrix::Ones(1, 2);
     model.c = (Vector(2) << 1, 2).finished();
-    model.b = Vector::Ones(1);
+    model.b = Vector::Constant(1, b);
     model.lower = Vector::Zero(2);
     model.upper = Vector::Constant(2, kNone);
     model.sense = "E";
     return model;
   }
-  static void setIterate(qz::Ipm* ipm) {
-    const double away = 1e-4;
-    ipm->primal[0] = ipm->lowerSlack[0] = 1.0 - away;
-    ipm->primal[1] = ipm->lowerSlack[1] = away;
-    ipm->lowerDual[0] = away;
-    ipm->lowerDual[1] = 1.0 + away;
-    ipm->dual[0] = 1.0 - away;
+  // With a third column without reduced cost at the iterate's y, whose tiny pair tells nothing.
+  static DenseModel undecidedModel(double b) {
+    DenseModel model = smallModel(b);
+    model.A = Matrix::Ones(1, 3);
+    model.c = (Vector(3) << 1, 2, 1.0 - kAway).finished();
+    model.lower = Vector::Zero(3);
+    model.upper = Vector::Constant(3, kNone);
+    return model;
   }
+  static void setIterate(qz::Ipm* ipm) {
+    ipm->primal[0] = ipm->lowerSlack[0] = ipm->rhs[0] - kAway;
+    ipm->primal[1] = ipm->lowerSlack[1] = kAway;
+    ipm->lowerDual[0] = kAway;
+    ipm->lowerDual[1] = 1.0 + kAway;
+    ipm->dual[0] = 1.0 - kAway;
+    if (ipm->numCol == 3) ipm->primal[2] = ipm->lowerSlack[2] = ipm->lowerDual[2] = 1e-7;
+  }
+  // Two stalled iterations lie behind, so the coming one stops the run. With b = 0.01 the pairs have not separated so
+  // far that the run may go on without a question.
+  static void stall(qz::Ipm* ipm) {
+    ipm->countStall = 2;
+    ipm->mu = 0.0;
+  }
+
+  static constexpr double kAway = 1e-4;
 };
 
-TEST_F(ResetInTheLoop, AcceptedPointEndsTheRunOneIterationLater) {
-  EngineCase engine(host, smallModel());
+TEST_F(ResetInTheLoop, SeparatedPointGoesOnToFullAccuracyWithoutAReset) {
+  EngineCase engine(host, smallModel(1.0));
   ASSERT_TRUE(prepare(engine));
+  EXPECT_EQ(qz::ipmMethod(engine.ipm, &engine.hub, nullptr), 1);
+  EXPECT_GT(engine.ipm->numIter, 1);
+  EXPECT_EQ(engine.ipm->numReset, 0);
+  EXPECT_GT(engine.x()[1], 0.0);  // still an interior point
+}
+
+TEST_F(ResetInTheLoop, SeparatedPointMeetsTheIterationLimit) {
+  EngineCase engine(host, smallModel(1.0));
+  ASSERT_TRUE(prepare(engine));
+  engine.ipm->maxIter = 1;
+  EXPECT_EQ(qz::ipmMethod(engine.ipm, &engine.hub, nullptr), 7);
+}
+
+TEST_F(ResetInTheLoop, AcceptedPointEndsAStalledRunOneIterationLater) {
+  EngineCase engine(host, smallModel(0.01));
+  ASSERT_TRUE(prepare(engine));
+  stall(engine.ipm);
   EXPECT_EQ(qz::ipmMethod(engine.ipm, &engine.hub, nullptr), 1);
   EXPECT_EQ(engine.ipm->status, 1);
   EXPECT_EQ(engine.ipm->numIter, 1);
   EXPECT_EQ(engine.ipm->numReset, 0);
-  EXPECT_EQ(engine.x(), (Vector(2) << 1, 0).finished());
+  EXPECT_EQ(engine.x(), (Vector(2) << 0.01, 0).finished());
   EXPECT_EQ(engine.ipm->dual[0], 1.0);
 }
 
-// A third column without reduced cost at the iterate's y, whose tiny pair tells nothing.
-DenseModel undecidedModel() {
-  DenseModel model;
-  model.A = Matrix::Ones(1, 3);
-  model.c = (Vector(3) << 1, 2, 1.0 - 1e-4).finished();
-  model.b = Vector::Ones(1);
-  model.lower = Vector::Zero(3);
-  model.upper = Vector::Constant(3, kNone);
-  model.sense = "E";
-  return model;
-}
-
-void setUndecided(qz::Ipm* ipm) {
-  ipm->primal[2] = ipm->lowerSlack[2] = ipm->lowerDual[2] = 1e-7;
-}
-
-TEST_F(ResetInTheLoop, FailedResetIsCountedAndTheIterationGoesOn) {
-  EngineCase engine(host, undecidedModel());
+TEST_F(ResetInTheLoop, FailedResetOfAStalledRunIsCountedAndLeavesItsStatus) {
+  EngineCase engine(host, undecidedModel(0.01));
   ASSERT_TRUE(prepare(engine));
-  setUndecided(engine.ipm);
-  EXPECT_EQ(qz::ipmMethod(engine.ipm, &engine.hub, nullptr), 1);
-  EXPECT_GE(engine.ipm->numReset, 1);
-  EXPECT_GT(engine.ipm->numIter, 1);
-  EXPECT_LT(engine.ipm->primal[1], 1e-5);
-}
-
-TEST_F(ResetInTheLoop, FifthFailureStopsTheRun) {
-  EngineCase engine(host, undecidedModel());
-  ASSERT_TRUE(prepare(engine));
-  setUndecided(engine.ipm);
-  engine.ipm->numReset = 4;
+  stall(engine.ipm);
   const int32_t result = qz::ipmMethod(engine.ipm, &engine.hub, nullptr);
   EXPECT_EQ(result, engine.ipm->status);
   EXPECT_EQ(result, 10);  // feasible, but the gap is not closed
-  EXPECT_EQ(engine.ipm->numReset, 5);
+  EXPECT_EQ(engine.ipm->numReset, 1);
   EXPECT_EQ(engine.ipm->numIter, 0);
 }
 
 TEST_F(ResetInTheLoop, ShortMemoryIsHandedOn) {
-  EngineCase engine(host, smallModel());
+  EngineCase engine(host, smallModel(0.01));
   ASSERT_TRUE(prepare(engine));
+  stall(engine.ipm);
   host.failAllocation(1);  // the first work array of the reset
   EXPECT_EQ(qz::ipmMethod(engine.ipm, &engine.hub, nullptr), -1086);
   EXPECT_EQ(engine.ipm->numReset, 0);
