@@ -60,16 +60,13 @@ QZ_CLONES void substituteBackwards(const double* __restrict t, int32_t k, bool u
   }
 }
 
-typedef int64_t Places __attribute__((vector_size(GROUP * sizeof(int64_t))));
-
 // An 8-by-8 transposition in three rounds of shuffles. Macro, because a vector argument of a function would have to
 // stand in registers that not every processor has.
-#define QZ_TRANSPOSE_ROUND(from, to, distance, ...)                                               \
-  _Pragma("GCC unroll 8") for (int32_t i = 0; i < GROUP; ++i) {                                   \
-    constexpr Places low = {QZ_FIRST_HALF##distance};                                             \
-    constexpr Places high = {QZ_SECOND_HALF##distance};                                           \
-    (to)[i] = (i & (distance)) == 0 ? __builtin_shuffle((from)[i], (from)[i ^ (distance)], low)   \
-                                    : __builtin_shuffle((from)[i ^ (distance)], (from)[i], high); \
+#define QZ_TRANSPOSE_ROUND(from, to, distance)                                                            \
+  _Pragma("GCC unroll 8") for (int32_t i = 0; i < GROUP; ++i) {                                           \
+    (to)[i] = (i & (distance)) == 0                                                                       \
+                  ? __builtin_shufflevector((from)[i], (from)[i ^ (distance)], QZ_FIRST_HALF##distance)   \
+                  : __builtin_shufflevector((from)[i ^ (distance)], (from)[i], QZ_SECOND_HALF##distance); \
   }
 #define QZ_FIRST_HALF1 0, 8, 2, 10, 4, 12, 6, 14
 #define QZ_SECOND_HALF1 1, 9, 3, 11, 5, 13, 7, 15

@@ -32,8 +32,8 @@ constexpr bool parallelEnginesAvailable = true;
 [[nodiscard]] FactorPath chooseLDLPath(const FactorShape& shape, int32_t numThreads, int32_t problemKind,
                                        int32_t staticPipeline);
 
-// A path with its block size, 0 when not blocked. Put into LAEnv::forcedPlan it takes the place of all tables, so that a
-// small matrix can be sent down every path.
+// A path with its block size, 0 when not blocked. Put into LAEnv::forcedPlan it takes the place of all tables, so that
+// a small matrix can be sent down every path.
 struct FactorPlan {
   FactorPath path;
   int32_t blockSize;
