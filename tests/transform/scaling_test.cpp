@@ -377,8 +377,8 @@ TEST_F(Scaling, RowScalingDividesByTheLargestAndComesBack) {
   EXPECT_EQ(m.a.matValue, before.matValue);
   EXPECT_EQ(m.a.rhs, before.rhs);
   EXPECT_EQ(m.a.obj, before.obj);
-  EXPECT_EQ(m.a.solDual, (std::vector<double>{4 / 400.0 * 80, 5, 6, 7 / 20.0 * 80}))
-      << "divisors below 10 leave the dual";
+  EXPECT_EQ(m.a.solDual, (std::vector<double>{4 / 400.0 * 80, 5.0 * 80, 6.0 * 80, 7 / 20.0 * 80}))
+      << "every dual is a price of the divided objective";
   EXPECT_EQ(s->lowerDual[0], 160);
   EXPECT_EQ(s->ineqnSlack[0], 1200);
   EXPECT_EQ(s->ineqnSlack[1], 3);
