@@ -7,29 +7,6 @@
 
 namespace qz {
 
-namespace {
-
-void freeColumnwise(QzPool* pool, SubModel& submodel) {
-  poolFree(pool, submodel.colBeginSub);
-  poolFree(pool, submodel.colLengthSub);
-  poolFree(pool, submodel.rowIndexSub);
-  poolFree(pool, submodel.matValueSub);
-  poolFree(pool, submodel.objSub);
-  submodel.numCoefColSub = 0;
-}
-
-void freeRowwise(QzPool* pool, SubModel& submodel) {
-  poolFree(pool, submodel.rowBeginSub);
-  poolFree(pool, submodel.rowLengthSub);
-  poolFree(pool, submodel.colIndexSub);
-  poolFree(pool, submodel.rowMatValueSub);
-  poolFree(pool, submodel.rhsSub);
-  poolFree(pool, submodel.rowSenseSub);
-  submodel.numCoefRowSub = 0;
-}
-
-}  // namespace
-
 int32_t NewSubModel(Env* env, const Model* model, SubModel** out) {
   QzPool* pool = env->pool;
   *out = poolAllocateZero<SubModel>(pool, 1);
@@ -66,13 +43,41 @@ void ClearSubModel(Env* env, SubModel* submodel) {
   submodel->numRowSub = 0;
   submodel->numColSub = 0;
   submodel->numBoundSub = 0;
-  freeColumnwise(pool, *submodel);
-  freeRowwise(pool, *submodel);
+  FreeColSub(env, submodel);
+  FreeRowSub(env, submodel);
   poolFree(pool, submodel->lowerSub);
   poolFree(pool, submodel->upperSub);
   std::iota(submodel->rowMapSub, submodel->rowMapSub + submodel->numRow, 0);
   std::iota(submodel->colMapSub, submodel->colMapSub + submodel->numCol, 0);
   std::fill_n(submodel->statusBoundSub, submodel->numCol, 0);
+}
+
+void FreeColSub(Env* env, SubModel* submodel) {
+  if (submodel == nullptr) return;
+  QzPool* pool = env->pool;
+  poolFree(pool, submodel->colBeginSub);
+  poolFree(pool, submodel->colLengthSub);
+  poolFree(pool, submodel->rowIndexSub);
+  poolFree(pool, submodel->matValueSub);
+  poolFree(pool, submodel->objSub);
+  submodel->numCoefColSub = 0;
+}
+
+void FreeRowSub(Env* env, SubModel* submodel) {
+  if (submodel == nullptr) return;
+  QzPool* pool = env->pool;
+  poolFree(pool, submodel->rowBeginSub);
+  poolFree(pool, submodel->rowLengthSub);
+  poolFree(pool, submodel->colIndexSub);
+  poolFree(pool, submodel->rowMatValueSub);
+  poolFree(pool, submodel->rhsSub);
+  poolFree(pool, submodel->rowSenseSub);
+  submodel->numCoefRowSub = 0;
+}
+
+bool HasRowSub(const SubModel* submodel) {
+  return submodel->rowBeginSub != nullptr || submodel->rowLengthSub != nullptr || submodel->colIndexSub != nullptr ||
+         submodel->rowMatValueSub != nullptr || submodel->rhsSub != nullptr || submodel->rowSenseSub != nullptr;
 }
 
 void FreeSubModel(Env* env, SubModel** submodel) {
@@ -83,8 +88,8 @@ void FreeSubModel(Env* env, SubModel** submodel) {
   poolFree(pool, record.colMapSub);
   poolFree(pool, record.idxRowSub);
   poolFree(pool, record.idxColSub);
-  freeColumnwise(pool, record);
-  freeRowwise(pool, record);
+  FreeColSub(env, *submodel);
+  FreeRowSub(env, *submodel);
   poolFree(pool, record.statusBoundSub);
   poolFree(pool, record.idxBoundSub);
   poolFree(pool, record.lowerSub);

@@ -10,6 +10,8 @@ namespace qz {
 
 // Bits of the action flags.
 enum : int32_t { BIG_INVIVO = 1, BIG_INVITRO = 2 };
+// Bits of statusBoundSub: the side of the column that is concerned.
+enum : int32_t { SUB_LOWER = 1, SUB_UPPER = 2 };
 
 struct SubModel {
   int32_t numRow;  // size of the model
@@ -38,7 +40,7 @@ struct SubModel {
   double* rowMatValueSub;
   double* rhsSub;
   char* rowSenseSub;
-  int32_t* statusBoundSub;  // numCol: bit 1 lower bound concerned, bit 2 upper bound concerned
+  int32_t* statusBoundSub;  // numCol: SUB_LOWER, SUB_UPPER
   int32_t numBoundSub;
   int32_t* idxBoundSub;  // numCol: columns with a concerned bound
   double* lowerSub;      // values of those bounds, in list order
@@ -90,6 +92,11 @@ struct SubModel {
 [[nodiscard]] int32_t NewSubModel2(Env* env, SubModel* submodel);
 // Empties the sub-matrices and lists; the maps become the identity.
 void ClearSubModel(Env* env, SubModel* submodel);
+// Free the column-wise and the row-wise sub-matrix.
+void FreeColSub(Env* env, SubModel* submodel);
+void FreeRowSub(Env* env, SubModel* submodel);
+// True when an array of the row-wise sub-matrix exists.
+[[nodiscard]] bool HasRowSub(const SubModel* submodel);
 // Frees every array and the record and clears the pointer.
 void FreeSubModel(Env* env, SubModel** submodel);
 
