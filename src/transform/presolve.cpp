@@ -5,6 +5,7 @@
 #include "transform/bound_tightening.h"
 #include "transform/column_reductions.h"
 #include "transform/free_columns.h"
+#include "transform/free_system.h"
 #include "transform/presolve_disabled.h"
 #include "transform/reduced_model.h"
 #include "transform/row_reductions.h"
@@ -112,11 +113,6 @@ int32_t makeInputSolution(const Presolve& s) {
   }
   *s.solutionOut = *s.solutionIn;
   return QZ_STATUS_OK;
-}
-
-// The direct solve of a pure linear system is not built: the engine takes such a model like any with free columns.
-void sendSystemToEngine(Presolver* presolver) {
-  if (presolver->preRoute == PREROUTE_SYSTEM) presolver->preRoute = PREROUTE_FREE;
 }
 
 // Steps from the working copy to the end of the passes.
@@ -271,6 +267,24 @@ void reportPresolve(const Presolve& s) {
   logCode(log, QZ_LOG_NOTE, QZ_MSG_STAGE_BEGIN2);
 }
 
+// A model that came in without any bound or inequality: there is nothing to presolve.
+int32_t answerInput(const Presolve& s) {
+  reportPresolve(s);
+  const int32_t status = answerFreeSystem(s.env, *s.model, s.options, s.presolver, *s.solutionIn, 1);
+  if (status == QZ_STATUS_OK) s.presolver->preControl = PRECONTROL_NONE;
+  return status;
+}
+
+// A model that the passes have freed of all bounds and inequalities. The answer of a reduced one goes through the
+// postsolve, with the status that it got here.
+int32_t answerRest(const Presolve& s) {
+  const bool reduced = s.presolver->preControl == PRECONTROL_REDUCED;
+  const int32_t status = answerFreeSystem(s.env, *s.model, s.options, s.presolver, *s.solutionOut, 0);
+  if (status != QZ_STATUS_OK) return status;
+  if (reduced) s.presolver->preRoute = PREROUTE_SOLVED;
+  return (*s.model)->status;
+}
+
 void forgetBigDuals(SubModel* submodel) {
   if (submodel == nullptr) return;
   submodel->numBigDual = 0;
@@ -323,7 +337,7 @@ int32_t ipmPresolve(Env* env, Model** model, IpmOption* options, Presolver* pres
   if (status != QZ_STATUS_OK) return status;
   status = countFreeVar(env, *model, options, presolver, hub);
   if (status != QZ_STATUS_OK) return status;
-  sendSystemToEngine(presolver);
+  if (presolver->preRoute == PREROUTE_SYSTEM) return answerInput(s);
   status = CreatePresolver(env, *model, options, presolver);
   if (status != QZ_STATUS_OK) return status;
 
@@ -338,8 +352,7 @@ int32_t ipmPresolve(Env* env, Model** model, IpmOption* options, Presolver* pres
     presolver->preRoute = PREROUTE_SOLVED;
     return QZ_STATUS_OPTIMAL;
   }
-  sendSystemToEngine(presolver);
-  return QZ_STATUS_OK;
+  return presolver->preRoute == PREROUTE_SYSTEM ? answerRest(s) : QZ_STATUS_OK;
 }
 
 }  // namespace qz

@@ -17,8 +17,12 @@ namespace qz {
 // fills (the same record unless the model was reduced); when presolve runs again on a submodel (initOption at least
 // kInitOptionSubmodel) *solutionIn is given. hub gets the counts of free columns, L rows and R rows.
 //
-// 0; 1 with PREROUTE_SOLVED when nothing is left to solve; 3 or 4 when a rule shows the model infeasible or unbounded;
-// 1003 from a re-entry; 10 with a message; -1086. After a failure the records free what was made.
+// A model that is, or becomes, a system of equations in free columns is answered here: with PREROUTE_FINISHED *model
+// has the answer and nothing is left to do, with PREROUTE_SOLVED the postsolve is.
+//
+// 0; with PREROUTE_SOLVED the status of the answer, 1 when nothing was left to solve; 3 or 4 when a rule or an equation
+// shows the model infeasible or unbounded; 1000 for a system whose Hessian is not convex; 1003 from a re-entry; 10 with
+// a message; -1086; 12 for a cancelled factorisation. After a failure the records free what was made.
 [[nodiscard]] int32_t ipmPresolve(Env* env, Model** model, IpmOption* options, Presolver* presolver, Hub* hub,
                                   Solution** solutionIn, Solution** solutionOut, SubModel* submodel);
 

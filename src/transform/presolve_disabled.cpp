@@ -2,6 +2,7 @@
 
 #include "shell/log.h"
 #include "transform/free_columns.h"
+#include "transform/free_system.h"
 
 namespace qz {
 
@@ -37,14 +38,13 @@ int32_t ipmPresolveDisabled(Env* env, Model* model, IpmOption* options, Presolve
   if (hasEmptyBox(model, options->infinityValue)) return QZ_STATUS_DUAL_INFEASIBLE;
   int32_t status = countFreeVar(env, model, options, presolver, hub);
   if (status != QZ_STATUS_OK) return status;
-  // The direct solve of a pure linear system is not built: the engine takes such a model like any with free columns.
-  if (presolver->preRoute == PREROUTE_SYSTEM) presolver->preRoute = PREROUTE_FREE;
-  countRowSenses(model, hub);
-  status = NewSolution(env, solutionIn, model->numRow, hub->numFreeVar + hub->numRange + model->numCol,
-                       model->solPrimal, model->solDual);
+  const bool system = presolver->preRoute == PREROUTE_SYSTEM;
+  if (!system) countRowSenses(model, hub);
+  const int32_t appended = system ? 0 : hub->numFreeVar + hub->numRange;
+  status = NewSolution(env, solutionIn, model->numRow, appended + model->numCol, model->solPrimal, model->solDual);
   if (status != QZ_STATUS_OK) return status;
   *solutionOut = *solutionIn;
-  return QZ_STATUS_OK;
+  return system ? answerFreeSystem(env, model, options, presolver, *solutionIn, 0) : QZ_STATUS_OK;
 }
 
 }  // namespace qz

@@ -192,6 +192,115 @@ TEST_F(QuadraticPresolve, SeparableModelWithoutRowsIsSolvedByPresolve) {
   EXPECT_EQ(m.model.objValue, -9.0 + (25.0 - 30.0) + (4.0 - 12.0) + 3.0);
 }
 
+// 1/2 (x^2 + y^2 + z^2) on x + y + z = 6, all free; w, when it is there, is held at 3 by its box, v at 2 by a row.
+TestModel freeSystem(bool reducible) {
+  if (!reducible) {
+    TestModel m("E", {6}, {}, {{0, -kInf, kInf, {{0, 1}}}, {0, -kInf, kInf, {{0, 1}}}, {0, -kInf, kInf, {{0, 1}}}});
+    m.makeQuadratic({1, 1, 1}, {});
+    return m;
+  }
+  TestModel m("EE", {11, 4}, {},
+              {{0, -kInf, kInf, {{0, 1}}},
+               {0, -kInf, kInf, {{0, 1}}},
+               {0, -kInf, kInf, {{0, 1}}},
+               {1, 3, 3, {{0, 1}}},
+               {-1, -kInf, kInf, {{0, 1}, {1, 2}}}});
+  m.makeQuadratic({1, 1, 1, 0, 0}, {});
+  return m;
+}
+
+TEST_F(QuadraticPresolve, FreeSystemIsAnsweredWithoutIterations) {
+  for (bool reducible : {false, true}) {
+    SCOPED_TRACE(reducible);
+    TestModel m = freeSystem(reducible);
+    const ModelArrays before = m.a;
+    EXPECT_EQ(solve(m), 1);
+    EXPECT_EQ(m.model.numIter, 0);
+    for (size_t j = 0; j < 3; ++j) EXPECT_NEAR(m.a.solPrimal[j], 2.0, 1e-9);
+    EXPECT_NEAR(m.a.solDual[0], 2.0, 1e-9);
+    EXPECT_NEAR(m.model.objValue, reducible ? 7.0 : 6.0, 1e-9);
+    EXPECT_LT(conditionError(m), 1e-8);
+    EXPECT_EQ(m.a.matValue, before.matValue);
+    EXPECT_EQ(m.a.lower, before.lower);
+    EXPECT_EQ(m.a.upper, before.upper);
+  }
+}
+
+TEST_F(QuadraticPresolve, FreeSystemThatIsNotConvexIsRefused) {
+  for (bool reducible : {false, true}) {
+    TestModel m = freeSystem(reducible);
+    m.a.quadDiag[1] = -1.0;
+    const int64_t outstanding = host.outstanding();
+    EXPECT_EQ(solve(m), 1000);
+    EXPECT_EQ(host.outstanding(), outstanding);
+  }
+}
+
+TEST_F(QuadraticPresolve, FreeSystemTellsItsSideThatHasNoSolution) {
+  const std::vector<qztest::ColumnSpec> twice = {{1, -kInf, kInf, {{0, 1}, {1, 1}}},
+                                                 {2, -kInf, kInf, {{0, 1}, {1, 1}}}};
+  for (auto [rhs, diagonal, status] :
+       {std::tuple{4.0, 1.0, 1}, std::tuple{5.0, 1.0, 3}, std::tuple{4.0, 0.0, 4}, std::tuple{5.0, 0.0, 14}}) {
+    SCOPED_TRACE(status);
+    TestModel m("EE", {4, rhs}, {}, twice);
+    m.makeQuadratic({diagonal, diagonal}, {{1, 0, 0.0}});
+    EXPECT_EQ(solve(m), status);
+    if (status == 1) {
+      EXPECT_LT(conditionError(m), 1e-8);
+    }
+  }
+}
+
+TEST_F(QuadraticPresolve, FreeSystemWithTriangleMatchesItsConditions) {
+  for (uint32_t seed = 1; seed <= 100; ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937 random(seed);
+    const auto whole = [&random](int low, int high) {
+      return low + static_cast<int>(random() % static_cast<unsigned>(high - low + 1));
+    };
+    const int n = whole(2, 10), rows = whole(1, n - 1);
+    std::vector<qztest::ColumnSpec> columns;
+    std::vector<double> rhs(static_cast<size_t>(rows), 0.0);
+    for (int j = 0; j < n; ++j) {
+      columns.push_back({1.0 * whole(-5, 5), -kInf, kInf, {}});
+      for (int i = 0; i < rows; ++i) {
+        const int value = j == i ? 9 : whole(-1, 1);
+        if (value == 0) continue;
+        columns.back().elements.emplace_back(i, value);
+        rhs[static_cast<size_t>(i)] += value * (j - 2);
+      }
+    }
+    TestModel m(std::string(static_cast<size_t>(rows), 'E'), rhs, {}, columns);
+    std::vector<std::tuple<int32_t, int32_t, double>> triangle;
+    for (int j = 0; j + 1 < n; ++j) triangle.emplace_back(j + 1, j, whole(0, 1) == 0 ? -1.0 : 1.0);
+    m.makeQuadratic(std::vector<double>(static_cast<size_t>(n), 2.0 + whole(0, 2)), triangle);
+    ASSERT_EQ(solve(m), 1);
+    EXPECT_EQ(m.model.numIter, 0);
+    EXPECT_LT(conditionError(m), 1e-6);
+  }
+}
+
+TEST_F(QuadraticPresolve, FreeSystemWithoutMemoryLeavesTheInput) {
+  for (bool reducible : {false, true}) {
+    int64_t last = 0;
+    for (int64_t k = 1; last == 0; ++k) {
+      TestModel m = freeSystem(reducible);
+      const ModelArrays before = m.a;
+      const int64_t outstanding = host.outstanding();
+      host.failAllocation(k);
+      const int32_t status = solve(m);
+      host.failAllocation(0);
+      EXPECT_EQ(host.outstanding(), outstanding) << k;
+      EXPECT_EQ(m.a.matValue, before.matValue) << k;
+      EXPECT_EQ(m.a.rhs, before.rhs) << k;
+      if (status == -1086) continue;
+      ASSERT_EQ(status, 1) << k;
+      last = k;
+    }
+    EXPECT_GT(last, 30);
+  }
+}
+
 TEST_F(QuadraticPresolve, FailedAllocationsBringTheInputBack) {
   std::mt19937 random(7);
   int64_t last = 0;

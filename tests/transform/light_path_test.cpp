@@ -139,11 +139,39 @@ TEST_F(LightPath, RoomIsExactlyColumnsRangeRowsAndFreeColumns) {
   FreeSolution(&env, &in);
 }
 
-TEST_F(LightPath, LinearSystemGoesToTheEngineLikeAnyFreeModel) {
-  TestModel m("E", {1}, {}, {{0, -kInf, kInf, {{0, 1}}}});
+TEST_F(LightPath, LinearSystemIsAnsweredHere) {
+  TestModel m("E", {6}, {}, {{8, -kInf, kInf, {{0, 2}}}});
+  option.numThread = 1;
+  option.logFrequency = 1;
+  const int64_t before = host.outstandingBytes();
   ASSERT_EQ(run(m), 0);
-  EXPECT_EQ(presolver.preRoute, PREROUTE_FREE);
+  EXPECT_EQ(host.outstandingBytes() - before, static_cast<int64_t>(sizeof(Solution)) + 4 * 8 + 8)
+      << "no room for columns of the standard form";
+  EXPECT_EQ(presolver.preControl, PRECONTROL_NONE);
+  EXPECT_EQ(presolver.preRoute, PREROUTE_FINISHED);
+  EXPECT_EQ(m.model.status, 1);
+  EXPECT_EQ(m.a.solPrimal[0], 3.0);
+  EXPECT_EQ(m.a.solDual[0], 4.0);
+  EXPECT_EQ(m.a.rowActivity[0], 6.0);
+  EXPECT_EQ(m.a.reducedCost[0], 0.0);
+  EXPECT_EQ(m.model.objValue, 24.0);
+  std::vector<std::pair<uint32_t, int32_t>> lines;
+  for (const auto& message : host.messages) lines.emplace_back(message.code, message.level);
+  EXPECT_EQ(lines,
+            (std::vector<std::pair<uint32_t, int32_t>>{{0x827fd802u, 100}, {0x827fd803u, 100}, {0x827fd804u, 101}}));
   FreeSolution(&env, &in);
+}
+
+TEST_F(LightPath, QuadraticSystemMustBeConvex) {
+  for (double diagonal : {1.0, -1.0}) {
+    TestModel m("E", {6}, {}, {{0, -kInf, kInf, {{0, 2}}}});
+    m.makeQuadratic({diagonal}, {});
+    option.numThread = 1;
+    EXPECT_EQ(run(m), diagonal > 0 ? 0 : 1000);
+    EXPECT_EQ(m.model.status, diagonal > 0 ? 1 : 1000);
+    EXPECT_EQ(presolver.preRoute, PREROUTE_FINISHED);
+    FreeSolution(&env, &in);
+  }
 }
 
 TEST_F(LightPath, ModelWithoutElementsIsAFailure) {
