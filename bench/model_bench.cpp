@@ -292,9 +292,7 @@ int bench(const Settings& settings) {
   return 0;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int run(int argc, char** argv) {
   Settings settings;
   CLI::App app("Solves every model of a folder and prints one row for each.", "qzlp_bench");
   app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
@@ -315,8 +313,14 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "qzlp_bench: --peer: the command has no {} for the model file\n");
     return 2;
   }
+  return bench(settings);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
   try {
-    return bench(settings);
+    return run(argc, argv);
   } catch (const std::exception& error) {
     std::fprintf(stderr, "qzlp_bench: %s\n", error.what());
     return 2;

@@ -149,7 +149,7 @@ bool loadShared(const std::string& path, const std::string& name, Loaded& out) {
     void* library = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (library == nullptr) {
       const char* text = dlerror();
-      reason += std::string(reason.empty() ? "" : "; ") + (text != nullptr ? text : file.c_str());
+      reason.append(reason.empty() ? "" : "; ").append(text != nullptr ? text : file.c_str());
       continue;
     }
     if (bindLibrary(library, name, out)) {

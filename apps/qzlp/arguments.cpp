@@ -43,7 +43,7 @@ double readNumber(const char* flag, const std::string& text, const qzlp_option& 
 }
 
 // A flag that sets the options `names` of the C API, all of one type and range, to a number.
-void addNumber(CLI::App& app, Arguments& arguments, const char* flag, std::vector<const char*> names,
+void addNumber(CLI::App& app, Arguments& arguments, const char* flag, const std::vector<const char*>& names,
                const char* typeName, const std::string& description) {
   app.add_option_function<std::string>(
          flag,
@@ -56,8 +56,8 @@ void addNumber(CLI::App& app, Arguments& arguments, const char* flag, std::vecto
 }
 
 // Sets the option `name` of the C API to the place of the flag's word in `words`.
-void addWord(CLI::App& app, Arguments& arguments, const char* flag, const char* name, std::vector<std::string> words,
-             const std::string& description) {
+void addWord(CLI::App& app, Arguments& arguments, const char* flag, const char* name,
+             const std::vector<std::string>& words, const std::string& description) {
   std::string shown;
   for (const std::string& word : words) shown += (shown.empty() ? "" : "|") + word;
   app.add_option_function<std::string>(

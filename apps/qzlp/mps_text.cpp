@@ -18,6 +18,11 @@ enum class Section { none, name, rows, columns, rhs, ranges, bounds, sense, end 
 constexpr std::string_view blanks = " \t\r\f\v\x1a";
 constexpr int ignoredRow = -2;  // an N row behind the objective
 
+// The place of a row in an array that has the objective in front.
+size_t place(int row) {
+  return static_cast<size_t>(row) - static_cast<size_t>(objectiveRow);
+}
+
 std::string quoted(std::string_view text) {
   constexpr size_t longest = 60;
   return joined("'", text.substr(0, longest), text.size() <= longest ? "'" : "...'");
@@ -235,7 +240,7 @@ class MpsParser {
       const int row = findRow(fields[i]);
       const double value = finiteNumber(fields[i + 1], "the coefficient");
       if (row == ignoredRow) continue;
-      int& last = lastColumn_[static_cast<size_t>(row + 1)];
+      int& last = lastColumn_[place(row)];
       if (last == column) fail("row " + quoted(fields[i]) + " appears twice in column " + quoted(fields[0]));
       last = column;
       model_.columns.back().entries.push_back({row, value});
@@ -269,9 +274,8 @@ class MpsParser {
       double value = 0.0;
       if (!parseNumberOrInfinity(fields[i + 1], value)) fail(quoted(fields[i + 1]) + " is not a number");
       if (row == ignoredRow) continue;
-      if (seen.row[static_cast<size_t>(row + 1)])
-        fail("row " + quoted(fields[i]) + " has a second " + std::string(what));
-      seen.row[static_cast<size_t>(row + 1)] = true;
+      if (seen.row[place(row)]) fail("row " + quoted(fields[i]) + " has a second " + std::string(what));
+      seen.row[place(row)] = true;
       if (row != objectiveRow) {
         sides.push_back({row, value});
       } else if (&sides == &model_.rhs) {
