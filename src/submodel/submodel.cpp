@@ -102,6 +102,7 @@ void FreeSubModel(Env* env, SubModel** submodel) {
   poolFree(pool, record.savedUpperDual);
   poolFree(pool, record.fixedValue);
   poolFree(pool, record.fixedDual);
+  poolFree(pool, record.fixedSide);
   poolFree(pool, record.freedRowDual);
   poolFree(pool, record.idxColExtra);
   poolFree(pool, record.idxRowExtra);

@@ -61,8 +61,9 @@ struct SubModel {
   double* shiftDual;       // shift of each listed dual
   double* savedLowerDual;  // dual values of removed bounds
   double* savedUpperDual;
-  double* fixedValue;  // value and dual of each column fixed at the in vitro level
-  double* fixedDual;
+  double* fixedValue;    // of each column fixed in vitro: the slack of the bound that it is fixed at
+  double* fixedDual;     // and the dual of its other bound
+  int32_t* fixedSide;    // numCol: SUB_LOWER, SUB_UPPER, where a column is fixed; stays until the next round
   double* freedRowDual;  // dual of each freed row
   double deltaX;         // measured movement of each kind
   double deltaBound;

@@ -1,6 +1,9 @@
 #include "transform/presolve.h"
 
 #include "shell/log.h"
+#include "submodel/dual_shift.h"
+#include "submodel/reduction.h"
+#include "submodel/sub_matrix.h"
 #include "transform/bound_relaxation.h"
 #include "transform/bound_tightening.h"
 #include "transform/column_reductions.h"
@@ -115,11 +118,16 @@ int32_t makeInputSolution(const Presolve& s) {
   return QZ_STATUS_OK;
 }
 
+// With a submodel its marks reduce: the bounds of the rest stay where the running point has its slacks.
+int32_t markSubmodel(const Presolve& s) {
+  if (s.submodel == nullptr) return QZ_STATUS_OK;
+  s.presolver->tightenEnabled = s.presolver->singletonEnabled = 0;
+  return preSetSubmodel(s.env, s.presolver, s.submodel, *s.solutionIn, *s.model, s.options);
+}
+
 // Steps from the working copy to the end of the passes.
 int32_t applyRules(const Presolve& s) {
   Presolver* p = s.presolver;
-  // With a submodel only its own marks reduce; preSetSubmodel, which sets them here, is not built.
-  if (s.submodel != nullptr) p->tightenEnabled = p->singletonEnabled = 0;
   int32_t status = removeFreeRow(s.env, *s.model, p);
   if (status != QZ_STATUS_OK) return status;
   status = detectInfeasBound(s.env, *s.model, s.options, p);
@@ -291,12 +299,15 @@ void forgetBigDuals(SubModel* submodel) {
   submodel->numBigBoundDual = 0;
 }
 
-// Counts, numbers, decides, and makes what the engine will work on. A submodel would put its duals in (preSetSubDual)
-// before the numbering and take the new numbers (MapSubmodel) behind it; both are not built.
+// Counts, numbers, decides, and makes what the engine will work on. The big duals of a submodel move into the costs
+// while the row maps still hold codes.
 int32_t finishRules(const Presolve& s) {
   int32_t status = countProcessedFreeVar(s.env, *s.model, s.options, s.presolver, s.hub);
   if (status != QZ_STATUS_OK) return status;
+  status = preSetSubDual(s.env, s.presolver, s.submodel, *s.solutionIn);
+  if (status != QZ_STATUS_OK) return status;
   setMapping(s.env, *s.model, s.presolver);
+  MapSubmodel(s.env, s.submodel, s.presolver);
   status = decideControl(s);
   if (status != QZ_STATUS_OK) return status;
   collectStatistics(s);
@@ -340,7 +351,8 @@ int32_t ipmPresolve(Env* env, Model** model, IpmOption* options, Presolver* pres
   if (presolver->preRoute == PREROUTE_SYSTEM) return answerInput(s);
   status = CreatePresolver(env, *model, options, presolver);
   if (status != QZ_STATUS_OK) return status;
-
+  status = markSubmodel(s);
+  if (status != QZ_STATUS_OK) return status;
   status = applyRules(s);
   if (status != QZ_STATUS_OK) {
     forgetBigDuals(submodel);
