@@ -4,6 +4,8 @@
 #include <cassert>
 #include <limits>
 
+#include "ordering/static_permutation.h"
+#include "shell/memory_cutter.h"
 #include "shell/pool.h"
 
 namespace qz {
@@ -12,25 +14,10 @@ namespace {
 
 constexpr double bytesLimit = 18446744073709551616.0;  // 2^64
 constexpr int64_t alignment = 32;
-constexpr int64_t wordBytes = 8;
 
 int64_t roundUp(int64_t value, int64_t multiple) {
   return (value + multiple - 1) / multiple * multiple;
 }
-
-// Cuts arrays from a stretch of memory, each aligned to 8 bytes.
-struct Cutter {
-  char* next;
-  char* end;
-
-  template <class T>
-  T* cut(int64_t count) {
-    T* array = reinterpret_cast<T*>(next);
-    next += roundUp(count * static_cast<int64_t>(sizeof(T)), wordBytes);
-    assert(next <= end);
-    return array;
-  }
-};
 
 int32_t allocateRecords(int32_t n, LAEnv* env, SymbolicFactor** symbolic, NumericFactor** numeric) {
   *symbolic = poolAllocateZero<SymbolicFactor>(env->memory, 1);
@@ -67,7 +54,7 @@ void cutWorkBlock(bool isLDL, int64_t capacity, SymbolicFactor* symbolic, Numeri
   numeric->matValue = reinterpret_cast<double*>(block);
   numeric->rowIndex = reinterpret_cast<int32_t*>(numeric->matValue + capacity);
 
-  Cutter second{block + numeric->workBytesFirst, block + numeric->workBytesFirst + numeric->workBytesSecond};
+  MemoryCutter second{block + numeric->workBytesFirst, block + numeric->workBytesFirst + numeric->workBytesSecond};
   symbolic->perm = second.cut<int32_t>(n);
   symbolic->invPerm = second.cut<int32_t>(n);
   symbolic->snParent = second.cut<int32_t>(n);
@@ -106,7 +93,10 @@ int32_t InitMemoryAndStructsLDL(int32_t n, int32_t numEntries, LAEnv* env, Symbo
   (*symbolic)->rightLooking = 1;
   const double rows = n;
   const double entries = numEntries;
-  const double first = std::max(8.0 * (2.0 * rows + 2.0 + entries), 4.0 * (rows + 1.2 * entries));
+  double first = std::max(8.0 * (2.0 * rows + 2.0 + entries), 4.0 * (rows + 1.2 * entries));
+  if (env->staticPermAugmented != 0 || env->staticPermGeneral != 0) {
+    first = std::max(first, static_cast<double>(staticPermWorkBytes(n, numEntries)));
+  }
   const int64_t second = (68 * static_cast<int64_t>(n) + 259) / alignment * alignment;
   status = allocateWorkBlock(first, second, numEntries, env, *numeric);
   if (status != LA_OK) return status;

@@ -14,6 +14,7 @@ enum : int32_t {
   LA_NO_MEMORY = 1,
   LA_INCONSISTENT = 2,      // inconsistent input, a failed wait for threads, or no free product buffer
   LA_TOO_LARGE = 4,         // a size exceeds what 64-bit byte counts can hold
+  LA_SINGULAR = 5,          // no perfect matching for a static pivoting permutation
   LA_FGMRES_TOLERANCE = 6,  // FGMRES ended well, by its tolerance
   LA_FGMRES_LIMIT = 7,      // FGMRES ended well, by its limits
   LA_OVERFLOW = 8,          // a solve overflowed
