@@ -1,33 +1,47 @@
 #include "sparse/ldl_analysis.h"
 
 #include <algorithm>
+#include <numeric>
 
 #include "ordering/order_graph.h"
+#include "ordering/static_permutation.h"
 #include "shell/pool.h"
 #include "sparse/blocked_setup.h"
 #include "sparse/constrained_ordering.h"
 #include "sparse/factor_memory.h"
 #include "sparse/pattern.h"
+#include "sparse/pivot_pairs.h"
 #include "sparse/supernodal_analysis.h"
 
 namespace qz {
 
 namespace {
 
-constexpr int32_t singleColumn = -2;
-constexpr int32_t pairColumn = -1;
 constexpr int64_t kernelWidth = 96;
 
 // The static order in perm and invPerm with its marks in pivotKind; numCompressed counts a pair once.
-int32_t orderStatically(int32_t n, const LAEnv* env, SymbolicFactor* symbolic, int32_t* numCompressed) {
-  // The matchings behind the static permutations don't exist yet; nothing in the solver asks for them.
-  if (env->staticPermAugmented != 0 || env->staticPermGeneral != 0) return LA_BAD_PARAMETER;
-  for (int32_t k = 0; k < n; ++k) {
-    symbolic->perm[k] = k;
-    symbolic->invPerm[k] = k;
-    symbolic->pivotKind[k] = singleColumn;
+int32_t orderStatically(int32_t n, const int32_t* colBegin, const int32_t* rowIndex, const double* matValue,
+                        const AnalysisMemory& memory, const LAEnv* env, SymbolicFactor* symbolic,
+                        int32_t* numCompressed) {
+  int32_t* perm = symbolic->perm;
+  int32_t numSingles = n;
+  int32_t numPairs = 0;
+  int32_t status = LA_OK;
+  const int64_t workBytes = memory.firstCount * static_cast<int64_t>(sizeof(int32_t));
+  if (env->staticPermAugmented != 0) {
+    status = FindStaticPermAug(env->memory, n, env->numLeadingRows, n - env->numLeadingRows, colBegin, rowIndex,
+                               matValue, env->matchingVariant, perm, &numSingles, &numPairs, symbolic->pivotKind,
+                               memory.first, workBytes);
+  } else if (env->staticPermGeneral != 0) {
+    status = FindStaticPermGen(env->memory, n, colBegin, rowIndex, matValue, env->matchingVariant, perm, &numSingles,
+                               &numPairs, symbolic->pivotKind, memory.first, workBytes);
+  } else {
+    std::iota(perm, perm + n, 0);
+    std::fill(symbolic->pivotKind, symbolic->pivotKind + n, PIVOT_SINGLE);
   }
-  *numCompressed = n;
+  if (status != LA_OK) return status;
+  for (int32_t k = 0; k < n; ++k) symbolic->invPerm[perm[k]] = k;
+  *numCompressed = numSingles + numPairs;
   return LA_OK;
 }
 
@@ -36,7 +50,7 @@ void markVertices(int32_t n, const int32_t* pivotKind, int32_t* vertexMark) {
   int32_t vertex = 0;
   for (int32_t k = 0; k < n; ++vertex) {
     vertexMark[vertex] = pivotKind[k];
-    k += pivotKind[k] == pairColumn ? 2 : 1;
+    k += pivotWidth(pivotKind, k);
   }
 }
 
@@ -52,12 +66,12 @@ void expandOrder(int32_t n, int32_t numCompressed, const int32_t* vertexOrder, S
   int32_t vertex = 0;
   for (int32_t k = 0; k < n; ++vertex) {
     firstPosition[vertex] = k;
-    k += staticKind[k] == pairColumn ? 2 : 1;
+    k += pivotWidth(staticKind, k);
   }
   int32_t position = 0;
   for (int32_t q = 0; q < numCompressed; ++q) {
     const int32_t first = firstPosition[vertexOrder[q]];
-    const int32_t members = staticKind[first] == pairColumn ? 2 : 1;
+    const int32_t members = pivotWidth(staticKind, first);
     for (int32_t k = first; k < first + members; ++k) {
       symbolic->perm[position] = staticPerm[k];
       symbolic->invPerm[staticPerm[k]] = position;
@@ -121,8 +135,8 @@ int32_t allocateFactor(LAEnv* env, SymbolicFactor* symbolic, NumericFactor* nume
   return LA_OK;
 }
 
-int32_t analyze(int32_t n, const int32_t* colBegin, const int32_t* rowIndex, LAEnv* env, SymbolicFactor** symbolic,
-                NumericFactor** numeric) {
+int32_t analyze(int32_t n, const int32_t* colBegin, const int32_t* rowIndex, const double* matValue, LAEnv* env,
+                SymbolicFactor** symbolic, NumericFactor** numeric) {
   AnalysisMemory memory;
   int32_t status = InitMemoryAndStructsLDL(n, colBegin[n], env, symbolic, numeric, &memory);
   if (status != LA_OK) return status;
@@ -131,7 +145,7 @@ int32_t analyze(int32_t n, const int32_t* colBegin, const int32_t* rowIndex, LAE
   const int32_t numOffDiagonals = countOffDiagonals(n, colBegin, rowIndex);
   (*numeric)->numEntries = colBegin[n] - numOffDiagonals / 2;
   int32_t numCompressed = n;
-  status = orderStatically(n, env, *symbolic, &numCompressed);
+  status = orderStatically(n, colBegin, rowIndex, matValue, memory, env, *symbolic, &numCompressed);
   if (status != LA_OK) return status;
   status = orderCompressed(n, colBegin, rowIndex, numCompressed, memory, env, *symbolic);
   if (status != LA_OK) return status;
@@ -148,11 +162,11 @@ int32_t LA_AnalyzeMatrixLDL(int32_t n, const int32_t* colBegin, const int32_t* r
     return LA_BAD_PARAMETER;
   }
   if (*symbolic != nullptr || *numeric != nullptr) return LA_BAD_PARAMETER;
-  // The values serve the static permutations only.
-  static_cast<void>(matValue);
   if (colBegin[n] < 0) return LA_INCONSISTENT;
   if (rowIndex == nullptr && colBegin[n] > 0) return LA_BAD_PARAMETER;
-  const int32_t status = analyze(n, colBegin, rowIndex, env, symbolic, numeric);
+  const bool needsValues = env->staticPermAugmented != 0 || env->staticPermGeneral != 0;
+  if (needsValues && matValue == nullptr && colBegin[n] > 0) return LA_BAD_PARAMETER;
+  const int32_t status = analyze(n, colBegin, rowIndex, matValue, env, symbolic, numeric);
   if (*symbolic != nullptr) (*symbolic)->factorState = -1;
   return status;
 }

@@ -6,6 +6,7 @@
 #include "shell/pool.h"
 #include "sparse/elimination_tree.h"
 #include "sparse/factor_decision.h"
+#include "sparse/pivot_pairs.h"
 #include "sparse/supernodes.h"
 
 namespace qz {
@@ -108,6 +109,7 @@ int32_t SupernodalAnalysis(LAEnv* env, int32_t n, const TrianglePattern& lower, 
   int32_t* height = work + 5 * static_cast<int64_t>(n);
   FindFundamentalSupernodes(n, parent, colCount, symbolic, height, scratch);
   const int32_t numFundamental = symbolic->numSupernodes;
+  if (isLDL(symbolic)) joinParted(n, parent, symbolic, height, scratch);
   FindRelaxedSupernodes(n, parent, isLDL(symbolic) ? 1 : 0, symbolic, height, scratch);
   choosePath(env, symbolic);
   const bool manyTiny = symbolic->numSupernodes > chainMergingShare * numFundamental;
@@ -121,7 +123,10 @@ int32_t SupernodalAnalysis(LAEnv* env, int32_t n, const TrianglePattern& lower, 
   const int32_t status = mapStorage(env, height, symbolic);
   if (status != LA_OK) return status;
   FindLSupernodalStructure(lower, symbolic, scratch);
-  if (symbolic->blocked != 0) return LA_OK;
+  if (symbolic->blocked != 0) {
+    if (isLDL(symbolic)) alignToBlocks(symbolic, scratch);
+    return LA_OK;
+  }
   return isLDL(symbolic) ? sizeLDLSerialScratch(symbolic) : sizeCholeskySerialScratch(symbolic);
 }
 

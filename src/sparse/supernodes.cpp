@@ -76,8 +76,10 @@ bool fewEnoughZeros(int32_t m, int32_t below, int64_t zeros, int32_t isLDL) {
   return fraction < wideFraction;
 }
 
-// Keeps the supernodes that were not merged into another.
-void compactSupernodes(int32_t n, const int32_t* mergedInto, SymbolicFactor* symbolic, int32_t* height) {
+}  // namespace
+
+void keepRepresentatives(int32_t n, const int32_t* parent, const int32_t* mergedInto, SymbolicFactor* symbolic,
+                         int32_t* height) {
   int32_t count = 0;
   for (int32_t s = 0; s < symbolic->numSupernodes; ++s) {
     if (mergedInto[s] != s) continue;
@@ -86,9 +88,8 @@ void compactSupernodes(int32_t n, const int32_t* mergedInto, SymbolicFactor* sym
   }
   symbolic->snStart[count] = n;
   symbolic->numSupernodes = count;
+  linkSupernodes(parent, symbolic);
 }
-
-}  // namespace
 
 void FindRelaxedSupernodes(int32_t n, const int32_t* parent, int32_t isLDL, SymbolicFactor* symbolic, int32_t* height,
                            int32_t* work) {
@@ -118,8 +119,7 @@ void FindRelaxedSupernodes(int32_t n, const int32_t* parent, int32_t isLDL, Symb
     }
     maxWidth = std::max(maxWidth, width[s]);
   }
-  compactSupernodes(n, mergedInto, symbolic, height);
-  linkSupernodes(parent, symbolic);
+  keepRepresentatives(n, parent, mergedInto, symbolic, height);
   symbolic->maxWidth = symbolic->numSupernodes == 1 ? n : maxWidth;
   symbolic->flopsRelaxed = supernodeFlops(symbolic, height);
 }
@@ -161,8 +161,7 @@ void mergeSupernodeChains(int32_t n, const int32_t* parent, SymbolicFactor* symb
     }
     s = end + 1;
   }
-  compactSupernodes(n, mergedInto, symbolic, height);
-  linkSupernodes(parent, symbolic);
+  keepRepresentatives(n, parent, mergedInto, symbolic, height);
   symbolic->flopsRelaxed = supernodeFlops(symbolic, height);
 }
 

@@ -22,6 +22,11 @@ namespace qz {
 void FindFundamentalSupernodes(int32_t n, const int32_t* parent, const int32_t* colCount, SymbolicFactor* symbolic,
                                int32_t* height, int32_t* work);
 
+// Keeps the supernodes that were not merged, those with mergedInto[s] = s, whose heights are those of the merged ones,
+// and links them anew.
+void keepRepresentatives(int32_t n, const int32_t* parent, const int32_t* mergedInto, SymbolicFactor* symbolic,
+                         int32_t* height);
+
 // Relaxed amalgamation, from the last supernode but one down: supernode s may merge with s + 1 when that one represents
 // its tree parent. With m the merged width, a merge that adds no zeros is always made and one with m <= 4 too; else the
 // zeros z of the merged supernode must be a small part of its entries: below 0.8 (LDL: z below 128) for m <= 16, below

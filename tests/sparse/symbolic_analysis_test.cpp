@@ -323,18 +323,6 @@ TEST_F(SymbolicAnalysisTest, BadArgumentsGiveNine) {
   EXPECT_NE(symbolic, nullptr);
 }
 
-TEST_F(SymbolicAnalysisTest, StaticPermutationsAreRefused) {
-  std::mt19937 random(10);
-  const SymmetricMatrix a = qztest::gridMatrix(3, 3, random);
-  for (const int32_t key : {LA_KEY_STATIC_PERM_GENERAL, LA_KEY_STATIC_PERM_AUGMENTED}) {
-    ASSERT_EQ(LA_SetIntParam(env, key, 1), LA_OK);
-    EXPECT_EQ(analyze(a, true), LA_BAD_PARAMETER);
-    EXPECT_EQ(symbolic->factorState, -1);
-    cleanUp();
-    ASSERT_EQ(LA_SetIntParam(env, key, 0), LA_OK);
-  }
-}
-
 TEST_F(SymbolicAnalysisTest, ReportsTheOrderingAndCopiesTheParameters) {
   std::mt19937 random(11);
   const SymmetricMatrix a = qztest::gridMatrix(15, 15, random);
