@@ -103,7 +103,7 @@ namespace {
 // The search of one shortest path (Dijkstra), from a column to a free row. The distance of a row is the reduced cost of
 // the best alternating path to it.
 struct PathSearch {
-  double* distance;     // by row, `unreached` between searches
+  double* dist;         // by row, `unreached` between searches
   int32_t* pathColumn;  // by row: the column before it on the path
   int32_t* reached;     // rows with a distance
   int32_t* ready;       // matched rows whose distance is final
@@ -117,10 +117,10 @@ struct PathSearch {
 };
 
 void reachMatchedRow(PathSearch& s, int32_t row, int32_t column, double distance) {
-  if (distance >= s.distance[row]) return;
+  if (distance >= s.dist[row]) return;
   const bool waits = s.heap.locator[row] >= 0;
-  if (s.distance[row] == unreached) s.reached[s.numReached++] = row;
-  s.distance[row] = distance;
+  if (s.dist[row] == unreached) s.reached[s.numReached++] = row;
+  s.dist[row] = distance;
   s.pathColumn[row] = column;
   if (waits) {
     PQueueMinDecreaseKey(&s.heap, row, distance);
@@ -179,7 +179,7 @@ void findShortestPath(const Assignment& a, PathSearch& s, int32_t start) {
 void augment(const Assignment& a, const PathSearch& s, int32_t start) {
   for (int32_t k = 0; k < s.numScanned; ++k) {
     const int32_t row = s.ready[k];
-    const double saved = s.bound - s.distance[row];
+    const double saved = s.bound - s.dist[row];
     if (saved <= 0.0) continue;
     a.rowDual[row] -= saved;
     a.colDual[a.rowMatch[row]] += saved;
@@ -196,7 +196,7 @@ void augment(const Assignment& a, const PathSearch& s, int32_t start) {
 }
 
 void resetSearch(PathSearch& s) {
-  for (int32_t k = 0; k < s.numReached; ++k) s.distance[s.reached[k]] = unreached;
+  for (int32_t k = 0; k < s.numReached; ++k) s.dist[s.reached[k]] = unreached;
   PQueueMinReset(&s.heap);
 }
 
@@ -204,16 +204,16 @@ void resetSearch(PathSearch& s) {
 
 int32_t FindColPerfectMatching(QzPool* memory, int32_t numCol, int32_t numRow, const int32_t* colStart,
                                const int32_t* rowIndex, const double* cost, double* rowDual, double* colDual,
-                               int32_t* rowMatch, int32_t* colMatch, int32_t perfect, int32_t* numMatched,
-                               double* distance, int32_t* work) {
+                               int32_t* rowMatch, int32_t* colMatch, int32_t perfect, int32_t* numMatched, double* dist,
+                               int32_t* work) {
   const Assignment a{numCol, numRow, colStart, rowIndex, cost, rowDual, colDual, rowMatch, colMatch};
   const int64_t rows = numRow;
   PathSearch s{};
-  s.distance = distance;
+  s.dist = dist;
   s.pathColumn = work + rows;
   s.reached = work + 2 * rows;
   s.ready = work + 3 * rows;
-  std::fill(distance, distance + rows, unreached);
+  std::fill(dist, dist + rows, unreached);
   int32_t status = PQueueMinInit(memory, &s.heap, numRow, work);
   if (status != LA_OK) return status;
   const QzThread* thread = hostCurrentThread();

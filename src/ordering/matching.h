@@ -27,12 +27,12 @@ void FindInitialMatching(int32_t numCol, int32_t numRow, const int32_t* colStart
 // FindInitialMatching wrote. The matching is one of least cost as long as no search ended early: at a free row, the
 // rest of a column of more than numRow / 10 entries is not looked at, nor that of any column once 100 rows wait.
 //   perfect   non-zero: a column that can't be matched ends the search with LA_SINGULAR
-//   distance  numRow entries, scratch
+//   dist      numRow entries, scratch
 //   work      4 numRow entries, scratch
 // LA_OK, LA_SINGULAR, LA_NO_MEMORY, or LA_CANCELLED when the calling thread was cancelled.
 [[nodiscard]] int32_t FindColPerfectMatching(QzPool* memory, int32_t numCol, int32_t numRow, const int32_t* colStart,
                                              const int32_t* rowIndex, const double* cost, double* rowDual,
                                              double* colDual, int32_t* rowMatch, int32_t* colMatch, int32_t perfect,
-                                             int32_t* numMatched, double* distance, int32_t* work);
+                                             int32_t* numMatched, double* dist, int32_t* work);
 
 }  // namespace qz

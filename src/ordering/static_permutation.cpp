@@ -24,7 +24,7 @@ struct MatchedMatrix {
   double* cost;
   double* rowDual;
   double* colDual;
-  double* distance;  // numRow
+  double* dist;  // numRow
   int32_t* rowMatch;
   int32_t* colMatch;
   int32_t* scratch;  // max(4 numRow, numCol)
@@ -36,11 +36,11 @@ bool cutMatching(MemoryCutter& work, MatchedMatrix* m) {
   const int64_t columns = m->numCol;
   m->rowDual = work.cut<double>(rows);
   m->colDual = work.cut<double>(columns);
-  m->distance = work.cut<double>(rows);
+  m->dist = work.cut<double>(rows);
   m->rowMatch = work.cut<int32_t>(rows);
   m->colMatch = work.cut<int32_t>(columns);
   m->scratch = work.cut<int32_t>(std::max(4 * rows, columns));
-  return m->rowDual != nullptr && m->colDual != nullptr && m->distance != nullptr && m->rowMatch != nullptr &&
+  return m->rowDual != nullptr && m->colDual != nullptr && m->dist != nullptr && m->rowMatch != nullptr &&
          m->colMatch != nullptr && m->scratch != nullptr;
 }
 
@@ -69,7 +69,7 @@ int32_t matchColumns(QzPool* memory, int32_t perfect, const MatchedMatrix& m) {
                       &numMatched, m.scratch);
   if (numMatched == m.numCol) return LA_OK;
   return FindColPerfectMatching(memory, m.numCol, m.numRow, m.colStart, m.rowIndex, m.cost, m.rowDual, m.colDual,
-                                m.rowMatch, m.colMatch, perfect, &numMatched, m.distance, m.scratch);
+                                m.rowMatch, m.colMatch, perfect, &numMatched, m.dist, m.scratch);
 }
 
 // The lists that make up the permutation.
@@ -209,7 +209,7 @@ int32_t FindStaticPermGen(QzPool* memory, int32_t n, const int32_t* colBegin, co
   const int32_t status = matchColumns(memory, 1, m);
   if (status != LA_OK) return status;
   PairList list{perm, pivotKind, 0, 0, 0};
-  CycleCutter cycles{m, matValue, &list, m.scratch, m.distance, m.scratch + n, 0};
+  CycleCutter cycles{m, matValue, &list, m.scratch, m.dist, m.scratch + n, 0};
   for (int32_t j = 0; j < n; ++j) cycles.cut(j);
   for (int32_t k = 0; k < cycles.numLeftOut; ++k) list.single(cycles.leftOut[k]);
   report(list, numSingles, numPairs);
@@ -220,20 +220,20 @@ namespace {
 
 // The two blocks of columns of an augmented system: A is matched by the smaller one.
 struct Blocks {
-  int32_t numLeading;
+  int32_t numBlock;
   int32_t numTrailing;
 
-  [[nodiscard]] bool byTrailing() const { return numTrailing <= numLeading; }
-  [[nodiscard]] int32_t columnOffset() const { return byTrailing() ? numLeading : 0; }
-  [[nodiscard]] int32_t rowOffset() const { return byTrailing() ? 0 : numLeading; }
+  [[nodiscard]] bool byTrailing() const { return numTrailing <= numBlock; }
+  [[nodiscard]] int32_t columnOffset() const { return byTrailing() ? numBlock : 0; }
+  [[nodiscard]] int32_t rowOffset() const { return byTrailing() ? 0 : numBlock; }
 };
 
 // Copies the entries of A that can be pivots, its columns those of the smaller block, and turns them into costs. False
 // when the work area is too small.
 bool extractBlock(const Blocks& blocks, const int32_t* colBegin, const int32_t* rowIndex, const double* matValue,
                   MemoryCutter& work, MatchedMatrix* m) {
-  m->numCol = std::min(blocks.numLeading, blocks.numTrailing);
-  m->numRow = std::max(blocks.numLeading, blocks.numTrailing);
+  m->numCol = std::min(blocks.numBlock, blocks.numTrailing);
+  m->numRow = std::max(blocks.numBlock, blocks.numTrailing);
   const int32_t from = blocks.rowOffset();
   const int32_t to = from + m->numRow;
   const auto inBlock = [&](int32_t k) { return rowIndex[k] >= from && rowIndex[k] < to && canBePivot(matValue[k]); };
@@ -265,12 +265,12 @@ bool extractBlock(const Blocks& blocks, const int32_t* colBegin, const int32_t* 
 
 }  // namespace
 
-int32_t FindStaticPermAug(QzPool* memory, int32_t n, int32_t numLeading, int32_t numTrailing, const int32_t* colBegin,
+int32_t FindStaticPermAug(QzPool* memory, int32_t n, int32_t numBlock, int32_t numTrailing, const int32_t* colBegin,
                           const int32_t* rowIndex, const double* matValue, [[maybe_unused]] int32_t matchingVariant,
                           int32_t* perm, int32_t* numSingles, int32_t* numPairs, int32_t* pivotKind, void* work,
                           int64_t workBytes) {
-  if (numLeading < 0 || numTrailing < 0 || static_cast<int64_t>(numLeading) + numTrailing != n) return LA_INCONSISTENT;
-  const Blocks blocks{numLeading, numTrailing};
+  if (numBlock < 0 || numTrailing < 0 || static_cast<int64_t>(numBlock) + numTrailing != n) return LA_INCONSISTENT;
+  const Blocks blocks{numBlock, numTrailing};
   MemoryCutter cutter{static_cast<char*>(work), static_cast<char*>(work) + workBytes};
   MatchedMatrix m{};
   if (!extractBlock(blocks, colBegin, rowIndex, matValue, cutter, &m)) return LA_INCONSISTENT;
@@ -280,15 +280,15 @@ int32_t FindStaticPermAug(QzPool* memory, int32_t n, int32_t numLeading, int32_t
   const int32_t* leadingMatch = blocks.byTrailing() ? m.rowMatch : m.colMatch;
   const int32_t* trailingMatch = blocks.byTrailing() ? m.colMatch : m.rowMatch;
   PairList list{perm, pivotKind, 0, 0, 0};
-  for (int32_t i = 0; i < numLeading; ++i) {
+  for (int32_t i = 0; i < numBlock; ++i) {
     if (leadingMatch[i] >= 0) {
-      list.pair(i, numLeading + leadingMatch[i]);
+      list.pair(i, numBlock + leadingMatch[i]);
     } else {
       list.single(i);
     }
   }
   for (int32_t j = 0; j < numTrailing; ++j) {
-    if (trailingMatch[j] < 0) list.single(numLeading + j);
+    if (trailingMatch[j] < 0) list.single(numBlock + j);
   }
   report(list, numSingles, numPairs);
   return list.count == n ? LA_OK : LA_INCONSISTENT;

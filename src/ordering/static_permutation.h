@@ -33,9 +33,9 @@ namespace qz {
                                         int32_t* numSingles, int32_t* numPairs, int32_t* pivotKind, void* work,
                                         int64_t workBytes);
 
-// For (D A; A' 0) with a leading block of numLeading columns and numTrailing others: only A is matched, as far as it
+// For (D A; A' 0) with a leading block of numBlock columns and numTrailing others: only A is matched, as far as it
 // goes, so that the pairs are a column of each block. Never LA_SINGULAR.
-[[nodiscard]] int32_t FindStaticPermAug(QzPool* memory, int32_t n, int32_t numLeading, int32_t numTrailing,
+[[nodiscard]] int32_t FindStaticPermAug(QzPool* memory, int32_t n, int32_t numBlock, int32_t numTrailing,
                                         const int32_t* colBegin, const int32_t* rowIndex, const double* matValue,
                                         int32_t matchingVariant, int32_t* perm, int32_t* numSingles, int32_t* numPairs,
                                         int32_t* pivotKind, void* work, int64_t workBytes);
