@@ -56,7 +56,7 @@ void* qzAStackPop(volatile int64_t* head, int64_t linkOffset) {
     const int64_t top = __atomic_load_n(head, __ATOMIC_SEQ_CST) & ~kBusy;
     if (top == 0) return nullptr;
     if (qzAtomicSet(head, top, top | kBusy) == 0) continue;
-    void* node = reinterpret_cast<void*>(top);
+    void* node = reinterpret_cast<void*>(top);  // NOLINT(performance-no-int-to-ptr): the head is a word with a mark
     __atomic_store_n(head, __atomic_load_n(linkOf(node, linkOffset), __ATOMIC_RELAXED), __ATOMIC_SEQ_CST);
     return node;
   }
