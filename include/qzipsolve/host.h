@@ -155,6 +155,8 @@ enum { QZ_OPTION_INTEGER = 3 };
 #define QZ_OPTION_CPUCOUNT_LENGTH 13
 #define QZ_OPTION_CPUCORECOUNT L"host.cpucorecount"
 #define QZ_OPTION_CPUCORECOUNT_LENGTH 17
+#define QZ_OPTION_SUBMODEL L"qzipsolve.submodel" /* 0 switches the big-value submodels off; for measurements */
+#define QZ_OPTION_SUBMODEL_LENGTH 18
 
 /* Buffer of the clock: at least 32 bytes. Seconds as a double, the zone offset behind it. */
 typedef struct QzClockBuffer {

@@ -12,7 +12,10 @@
 #include "shell/log.h"
 #include "shell/pool.h"
 #include "shell/reporting.h"
+#include "submodel/big_data.h"
+#include "submodel/sub_matrix.h"
 #include "submodel/submodel.h"
+#include "submodel/submodel_trace.h"
 
 namespace qz {
 
@@ -40,14 +43,15 @@ int32_t createState(Control& control) {
   return QZ_STATUS_OK;
 }
 
-// The record of big values. The screening of the input data is not part of the solve yet: nothing counts as big.
+// The record of big values, with what the input data has of them: the starting point sets it aside.
 int32_t createSubModel(Control& control) {
-  const int32_t status = NewSubModel(control.env, control.model, &control.submodel);
+  if (control.option->submodelOff != 0) return QZ_STATUS_OK;
+  int32_t status = NewSubModel(control.env, control.model, &control.submodel);
   if (status != QZ_STATUS_OK) return status;
-  ClearSubModel(control.env, control.submodel);
-  control.submodel->thresholdRow = kInfinity;
-  control.submodel->thresholdCol = kInfinity;
-  return QZ_STATUS_OK;
+  status = ipmMarkBigdata(control.env, control.model, control.submodel, control.option);
+  if (status != QZ_STATUS_OK) return status;
+  traceBigdata(control.ipm, control.submodel);
+  return CreateSubModel(control.env, control.model, control.submodel);
 }
 
 int32_t findStart(Control& control) {
@@ -71,6 +75,7 @@ int32_t changeSystem(Control& control) {
 // The lists and limits of the solution-driven part. The limit above which a solution value is big lies between 100 and
 // 10000.
 int32_t prepareSubModel(Control& control) {
+  if (control.option->submodelOff != 0) return QZ_STATUS_OK;
   ClearSubModel(control.env, control.submodel);
   const int32_t status = NewSubModel2(control.env, control.submodel);
   if (status != QZ_STATUS_OK) return status;

@@ -9,6 +9,9 @@
 #include "engine/scaling_control.h"
 #include "engine/stopping.h"
 #include "shell/log.h"
+#include "submodel/big_solution.h"
+#include "submodel/submodel_control.h"
+#include "submodel/submodel_trace.h"
 
 namespace qz {
 
@@ -17,7 +20,7 @@ namespace {
 constexpr int32_t kMaxReset = 5;
 
 // Where the loop goes next.
-enum class Step { kTop, kMeasure, kControl, kReport, kReset, kDirection, kLeave };
+enum class Step { kTop, kMeasure, kControl, kSubmodel, kReport, kReset, kDirection, kLeave };
 
 struct Loop {
   Ipm* ipm;
@@ -53,7 +56,7 @@ Step measureAndDecide(Loop& loop) {
 }
 
 // Leaves the scaled terms when it is time to. Limits leave behind that at once; an unscaled point is measured and
-// decided on again, against the previous measures as they are. The submodel stage joins here.
+// decided on again, against the previous measures as they are.
 Step control(Loop& loop) {
   Ipm* ipm = loop.ipm;
   const int32_t scaling = scalingControl(ipm, loop.hub, loop.submodel);
@@ -74,7 +77,15 @@ Step control(Loop& loop) {
     ipm->status = scaling;
     return leaveWith(loop, scaling);
   }
-  return Step::kReport;
+  return Step::kSubmodel;
+}
+
+// Acts on big values, or takes back what was done about them. What is left to the controller leaves the loop.
+Step controlSubmodel(Loop& loop) {
+  const int32_t status = submodelControl(loop.ipm, loop.hub, loop.submodel);
+  if (status == QZ_STATUS_OK) return Step::kReport;
+  loop.ipm->status = status;
+  return leaveWith(loop, status);
 }
 
 Step report(Loop& loop) {
@@ -181,7 +192,25 @@ Step takeStep(Loop& loop) {
 
   updateSolution(ipm);
   if (pollStop(ipm)) return Step::kControl;
+  status = statBigSolution(ipm, loop.submodel);
+  if (status != QZ_STATUS_OK) return leaveWith(loop, status);
+  if (pollStop(ipm)) return Step::kControl;
   return Step::kTop;
+}
+
+// The point and the data are handed over without in vivo changes, and with the measures of the true model.
+int32_t takeBackInvivo(Loop& loop) {
+  Hub* hub = loop.hub;
+  SubModel* submodel = loop.submodel;
+  if (submodel == nullptr || hub->routeSubmodel == ROUTE_INACTIVE) return loop.result;
+  traceUndo(loop.ipm, submodel);
+  const bool changed = ((submodel->bBigVar | submodel->bBigBoundSlack | submodel->bBigDual) & BIG_INVIVO) != 0;
+  const int32_t status = undoInvivo(loop.ipm, hub, submodel);
+  if (hub->routeSubmodel == ROUTE_INVIVO) hub->routeSubmodel = ROUTE_INACTIVE;
+  if (hub->routeSubmodel == ROUTE_BOTH) hub->routeSubmodel = ROUTE_INVITRO;
+  if (status != QZ_STATUS_OK) return status;
+  if (changed) computeMeasurement(loop.ipm);
+  return loop.result;
 }
 
 // A near-optimal point whose gap is within tolerance is optimal: complementarity alone does not block that.
@@ -191,7 +220,7 @@ int32_t leave(Loop& loop) {
     ipm->status = QZ_STATUS_OPTIMAL;
     loop.result = QZ_STATUS_OPTIMAL;
   }
-  return loop.result;
+  return takeBackInvivo(loop);
 }
 
 }  // namespace
@@ -216,6 +245,9 @@ int32_t ipmMethod(Ipm* ipm, Hub* hub, SubModel* submodel) {
         break;
       case Step::kControl:
         step = control(loop);
+        break;
+      case Step::kSubmodel:
+        step = controlSubmodel(loop);
         break;
       case Step::kReport:
         step = report(loop);

@@ -38,6 +38,7 @@ struct IpmOption {
   int32_t threadMode;
   int32_t typeMethod;    // IPM_METHOD_...
   int32_t unscaleCheck;  // 1: a point optimal in scaled terms must be confirmed after unscaling
+  int32_t submodelOff;   // 1: no screening for big values, no submodels
 };
 
 // The working model; the stages transform it in place. It owns no array unless a reduction replaced them.
