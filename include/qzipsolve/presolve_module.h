@@ -15,18 +15,32 @@ extern "C" {
 
 typedef struct QzPresolveObject QzPresolveObject;
 
-/* First record behind a handle. The solver writes field956 0 before reduce; the crossover writes the others. */
+/* First record behind a handle. `prepare` writes the options that the simplex module needs too; the solver writes
+ * field956 before reduce, and the fields from startMode on before the crossover. */
 typedef struct QzPresolveSettings {
-  uint8_t reserved0[956];
+  int32_t printLevel; /* 0: of the options, like the next three */
+  int32_t timeType;   /* 4 */
+  double tolPrimal;   /* 8 */
+  double tolDual;     /* 16 */
+  uint8_t reserved24[820];
+  int32_t startMode; /* 844: 1 the crossover begins on the primal side, 2 on the dual side */
+  uint8_t reserved848[28];
+  int32_t iterLimit; /* 876: most iterations of the crossover */
+  uint8_t reserved880[76];
   int32_t field956; /* 956: written 0 before reduce */
   int32_t field960; /* 960: a count, -1 before the crossover */
   int32_t reserved964;
   int32_t mode968; /* 968: a mode, 3 before the crossover */
-  int32_t reserved972[13];
+  int32_t reserved972[9];
+  int32_t interiorStatus; /* 1008: status of the interior answer that the crossover starts from, 1 or 15 */
+  int32_t reserved1012[3];
 } QzPresolveSettings;
+QZ_ASSERT_OFFSET(QzPresolveSettings, startMode, 844);
+QZ_ASSERT_OFFSET(QzPresolveSettings, iterLimit, 876);
 QZ_ASSERT_OFFSET(QzPresolveSettings, field956, 956);
 QZ_ASSERT_OFFSET(QzPresolveSettings, field960, 960);
 QZ_ASSERT_OFFSET(QzPresolveSettings, mode968, 968);
+QZ_ASSERT_OFFSET(QzPresolveSettings, interiorStatus, 1008);
 QZ_ASSERT_SIZE(QzPresolveSettings, 1024);
 
 /* Second record behind a handle. */

@@ -20,8 +20,11 @@ struct QzSimplexObject {
   QzLog* log;                               /* 24: written by the solver */
   void (*destroy)(QzSimplexObject* object); /* 32 */
   uint64_t reserved40[14];
-  /* 152: 0, or the status of a failure. Works on the scaled reduced record in place and writes its status and measures.
-   */
+  /* 152: crosses over from the interior answer in the record's arrays to a basic one. Start mode, limits and
+   * tolerances stand behind the handle. The record is the scaled reduced model: a minimisation, whose objective
+   * constant objValue holds on entry. Returns 0 when it came to an answer of its own, and has written status, objValue,
+   * primalInfeas, dualInfeas, boundInfeas, numSimplexIter, the four arrays, and the basis where the record has room for
+   * one; or the status of a failure, with the arrays as they were. */
   int32_t (*run)(QzSimplexObject* object, QzPresolveObject* presolveObject, QzPresolveHandle* presolveHandle,
                  LpRecord* record);
 };

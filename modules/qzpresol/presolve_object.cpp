@@ -46,6 +46,10 @@ QzPresolveHandle* prepare(QzPresolveObject* object, LpOptions* options, int32_t*
     freeHandle(object, &field);
     return nullptr;
   }
+  handle->settings->printLevel = options->printLevel;
+  handle->settings->timeType = options->timeType;
+  handle->settings->tolPrimal = options->tolPrimal;
+  handle->settings->tolDual = options->tolDual;
   *rc = QZ_STATUS_OK;
   return handle;
 }

@@ -2,6 +2,7 @@
 
 #include "eigen/convexity.h"
 #include "engine/controller.h"
+#include "shell/crossover.h"
 #include "shell/log.h"
 #include "shell/pool.h"
 #include "shell/reporting.h"
@@ -187,6 +188,44 @@ void reportQuadratic(const Pipeline& p) {
   if (p.option->printLevel != 0) logCode(p.env->log, QZ_LOG_NOTE, QZ_MSG_SOLVE_TIME, p.model->solveTime);
 }
 
+// A basic solution has no gap to report. Whatever went wrong voids the interior answer.
+void takeBasicAnswer(Model& model, LpRecord* record, int32_t result) {
+  if (result != QZ_STATUS_OK) {
+    model.status = result;
+    return;
+  }
+  record->dualityGap = 0.0;
+  record->complementarity = 0.0;
+  model.status = record->status;
+  model.dualityGap = 0.0;
+  model.complementarity = 0.0;
+  model.primalInfeas = record->primalInfeas;
+  model.dualInfeas = record->dualInfeas;
+  model.boundInfeas = record->boundInfeas;
+  model.objValue = record->objValue;
+}
+
+// Hands an optimal answer to the simplex module, when a basic one was asked for. Other ends have no point to start
+// from; they are checked and reported as usual.
+void crossOver(Pipeline& p, LpRecord* record) {
+  if (p.option->crossover == 0) return;
+  Model& model = *p.model;
+  if (model.status != QZ_STATUS_OPTIMAL && model.status != QZ_STATUS_NEAR_OPTIMAL) {
+    p.option->crossover = 0;
+    return;
+  }
+  if (p.option->printLevel != 0) logCode(p.env->log, QZ_LOG_NOTE, QZ_MSG_SOLVE_TIME, model.solveTime);
+  double start = 0.0;
+  IPM_timerUsedTime(p.timer, &start);
+  p.option->timeLimit -= start;
+  p.option->maxIter -= model.numIter;
+  const int32_t result = iplpCrossover(p.env, record, p.outerSolution, p.hub->keptSolution, p.option, model.status);
+  takeBasicAnswer(model, record, result);
+  double now = 0.0;
+  IPM_timerUsedTime(p.timer, &now);
+  model.crossoverTime = now - start;
+}
+
 void releaseRecords(Pipeline& p) {
   if (p.innerSolution != p.outerSolution) FreeSolution(p.env, &p.innerSolution);
   FreeSolution(p.env, &p.outerSolution);
@@ -195,7 +234,7 @@ void releaseRecords(Pipeline& p) {
 
 }  // namespace
 
-int32_t ipmMain(Env* env, Model* model, IpmOption* option, IPM_timer* timer, LpRecord*) {
+int32_t ipmMain(Env* env, Model* model, IpmOption* option, IPM_timer* timer, LpRecord* reducedRecord) {
   Pipeline p{};
   p.env = env;
   p.model = model;
@@ -213,8 +252,7 @@ int32_t ipmMain(Env* env, Model* model, IpmOption* option, IPM_timer* timer, LpR
   IPM_timerUsedTime(timer, &now);
   p.model->solveTime = now - p.startTime;
   reportQuadratic(p);
-  // The hand-off to the simplex module is not built; without it the interior answer is checked and reported as usual.
-  option->crossover = 0;
+  crossOver(p, reducedRecord);
   releaseRecords(p);
   return p.model->status;
 }

@@ -7,6 +7,7 @@ qz_module_library(qz_shell
   shell/lp_options.cpp
   shell/iplp_main.cpp
   shell/pipeline.cpp
+  shell/crossover.cpp
   shell/remeasure.cpp
   DEPENDS qz_engine)
 

@@ -73,6 +73,7 @@ struct FakePresolver {
       *given = nullptr;
     };
     object.scale = leaveUnscaled;
+    object.unscale = leaveUnscaled;
   }
   ~FakePresolver() { current() = nullptr; }
   bool makesObject = true;

@@ -1,6 +1,7 @@
 // iplpMain between a fake presolver module and a planted engine.
 #include "shell/iplp_main.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "shell/lp_options.h"
@@ -457,6 +458,101 @@ TEST_F(Solve, CrossoverThatDidNotRunIsReportedNormally) {
   EXPECT_NE(log.find(kBase + 0x008), nullptr);
   EXPECT_NE(log.find(kBase + 0x806), nullptr);
   EXPECT_EQ(options->crossover, 1) << "the caller's own choice stays";
+}
+
+// The simplex module's answer, reported by itself: nothing is measured again.
+TEST_F(Solve, CrossoverReplacesTheInteriorAnswer) {
+  options->crossover = 2;
+  options->printLevel = 1;
+  options->maxIter = 1000;
+  pass(2.0);
+  simplex.onRun = [this](QzSimplexObject*, QzPresolveObject*, QzPresolveHandle* handle, LpRecord* record) {
+    EXPECT_EQ(record, presolver.reduced());
+    EXPECT_EQ(handle, &presolver.handle);
+    EXPECT_EQ(handle->settings->startMode, 1);
+    EXPECT_EQ(record->objValue, 100.0) << "the objective constant";
+    EXPECT_EQ(record->checkSolverBreak, data.record.checkSolverBreak);
+    record->status = 1;
+    record->objValue = 77.0;
+    record->primalInfeas = 1e-11;
+    record->dualInfeas = 2e-11;
+    record->boundInfeas = 3e-11;
+    record->solPrimal[0] = 123.0;
+    pass(4.0);
+    return 0;
+  };
+  data.record.objConstant = 100.0;
+  EXPECT_EQ(solve(data), 1);
+  EXPECT_EQ(events,
+            (Events{"load presolver", "make presolver", "prepare", "reduce", "engine", "load simplex", "make simplex",
+                    "run simplex", "destroy simplex", "unload simplex", "postsolve", "free result", "free handle"}));
+  EXPECT_EQ(data.record.objValue, 77.0);
+  EXPECT_EQ(data.record.dualityGap, 0.0);
+  EXPECT_EQ(data.record.complementarity, 0.0);
+  EXPECT_EQ(data.record.primalInfeas, 1e-11);
+  EXPECT_EQ(data.record.dualInfeas, 2e-11);
+  EXPECT_EQ(data.record.boundInfeas, 3e-11);
+  EXPECT_EQ(data.record.numIter, 13) << "of the interior-point method";
+  EXPECT_EQ(data.solPrimal[0], 123.0);
+  EXPECT_NEAR(data.record.totalTime, 4.0, 1e-9) << "the crossover's time counts";
+  EXPECT_EQ(log.codes(), (Codes{kBase + 0x801, kBase + 0x805, kBase + 0x806}));
+}
+
+TEST_F(Solve, CrossoverGetsTheTimeThatIsLeft) {
+  options->crossover = 1;
+  presolver.onReduce = [this] { pass(10.0); };
+  fakeEngine = [this](const EngineCall& call) {
+    plantSolution(call, kPoint, kDuals);
+    pass(20.0);
+    return call.model->status = 1, 0;
+  };
+  double given = 0.0;
+  simplex.onRun = [&](QzSimplexObject*, QzPresolveObject*, QzPresolveHandle* handle, LpRecord* record) {
+    given = handle->limits->timeLimit;
+    EXPECT_EQ(handle->settings->startMode, 2);
+    EXPECT_EQ(handle->settings->iterLimit, 0x7fffffff);
+    record->status = 1;
+    return 0;
+  };
+  EXPECT_EQ(solve(data), 1);
+  EXPECT_NEAR(given, 1000.0 - 10.0 - 30.0, 1e-9) << "the presolver module's time counts twice";
+}
+
+TEST_F(Solve, CrossoverWithoutASimplexModuleVoidsTheAnswer) {
+  options->crossover = 1;
+  simplexLoads = false;
+  EXPECT_EQ(solve(data), -1086);
+  EXPECT_EQ(data.record.returnCode, -1086);
+  EXPECT_NE(log.find(kBase + 0x809), nullptr);
+  EXPECT_EQ(log.find(kBase + 0x006), nullptr) << "no final report behind a crossover";
+  EXPECT_EQ(std::count(events.begin(), events.end(), "postsolve"), 0);
+  EXPECT_EQ(events.back(), "free handle");
+  EXPECT_EQ(data.matValue, handData().matValue);
+  EXPECT_EQ(data.obj, handData().obj);
+}
+
+TEST_F(Solve, CrossoverThatStopsGivesItsStatus) {
+  options->crossover = 1;
+  for (int32_t status : {7, 8, 12, 10, 3}) {
+    simplex.onRun = [status](QzSimplexObject*, QzPresolveObject*, QzPresolveHandle*, LpRecord* record) {
+      record->status = status;
+      return 0;
+    };
+    EXPECT_EQ(solve(data), status);
+    EXPECT_EQ(log.find(kBase + 0x001), nullptr);
+  }
+  simplex.onRun = [](QzSimplexObject*, QzPresolveObject*, QzPresolveHandle*, LpRecord*) { return 10; };
+  EXPECT_EQ(solve(data), 10) << "a failed run is the status";
+}
+
+// What a crossover leaves behind does not reach into the next solve.
+TEST_F(Solve, SolvesAfterACrossoverAreAsBefore) {
+  options->crossover = 1;
+  simplexLoads = false;
+  EXPECT_EQ(solve(data), -1086);
+  options->crossover = 0;
+  EXPECT_EQ(solve(data), 1);
+  EXPECT_NEAR(data.record.objValue, kObjective, 1e-13);
 }
 
 TEST_F(Solve, PrintLevelZeroIsSilent) {

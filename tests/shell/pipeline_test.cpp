@@ -362,7 +362,7 @@ TEST_F(Pipeline, ThreadsAreAnnouncedFromTwoOn) {
 }
 
 TEST_F(Pipeline, CrossoverIsClearedWhereNoneRan) {
-  for (int32_t status : {1, 7, 10}) {
+  for (int32_t status : {7, 8, 10, 12, 3}) {
     TestModel m = handModel();
     option.crossover = 3;
     qztest::fakeEngine = [status](const EngineCall& call) {
@@ -370,8 +370,28 @@ TEST_F(Pipeline, CrossoverIsClearedWhereNoneRan) {
       plantSolution(call, kPoint, kDuals);
       return call.model->status = status, 0;
     };
-    solve(m);
+    EXPECT_EQ(solve(m), status);
     EXPECT_EQ(option.crossover, 0);
+    EXPECT_EQ(m.model.crossoverTime, 0.0);
+  }
+}
+
+// Without the record that the model came from there is nothing to hand off.
+TEST_F(Pipeline, CrossoverWithoutARecordFails) {
+  for (int32_t status : {1, 15}) {
+    TestModel m = handModel();
+    option.crossover = 1;
+    option.maxIter = 100;
+    option.timeLimit = 50.0;
+    qztest::fakeEngine = [status](const EngineCall& call) {
+      plantSolution(call, kPoint, kDuals);
+      call.model->numIter = 30;
+      return call.model->status = status, 0;
+    };
+    EXPECT_EQ(solve(m), 10);
+    EXPECT_EQ(option.crossover, 1);
+    EXPECT_EQ(option.maxIter, 70) << "what the interior-point method used is gone";
+    EXPECT_LE(option.timeLimit, 50.0);
   }
 }
 

@@ -9,6 +9,7 @@
 #include "qzipsolve/simplex_module.h"
 #include "shell/fake_engine.h"
 #include "shell/fake_presolver.h"
+#include "shell/fake_simplex.h"
 #include "shell/fake_timer_module.h"
 #include "shell/recording_log.h"
 #include "support/test_host.h"
@@ -27,6 +28,10 @@ class SolverWorld : public ::testing::Test {
       if (asked == L"qzpresol") {
         events.push_back("load presolver");
         return self()->presolverLoads ? &self()->presolver.module : nullptr;
+      }
+      if (asked == L"qzsimpx") {
+        events.push_back("load simplex");
+        return self()->simplexLoads ? &self()->simplex.module : nullptr;
       }
       return nullptr;
     };
@@ -57,9 +62,11 @@ class SolverWorld : public ::testing::Test {
   TestHost host;
   FakeTimerModule clock;
   FakePresolver presolver;
+  FakeSimplex simplex;
   RecordingLog log;
   bool timerLoads = true;
   bool presolverLoads = true;
+  bool simplexLoads = true;
   QzInstance* instance = nullptr;
 };
 
