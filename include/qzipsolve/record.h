@@ -19,6 +19,15 @@ extern "C" {
 /* Given callerDataStruct; non-zero stops the solve with status 12. */
 typedef int32_t (*QzBreakCallback)(void* callerDataStruct);
 
+/* Where a column or a row stands in a basis. A row stands for its activity, whose bounds are the row's sides. */
+enum {
+  QZ_BASIS_NONE = 0,  /* there is no basis */
+  QZ_BASIS_BASIC = 1, /* as many columns and rows as there are rows */
+  QZ_BASIS_LOWER = 2, /* at its lower bound, also when both bounds are one */
+  QZ_BASIS_UPPER = 3,
+  QZ_BASIS_FREE = 4 /* without a bound, at 0 */
+};
+
 typedef struct LpRecord {
   int32_t objSense; /* 0: in, 1 minimise, -1 maximise */
   int32_t numRow;   /* 4: in */
@@ -41,14 +50,16 @@ typedef struct LpRecord {
   double objValue;    /* 120: in for a reduced record (its objective constant); out the objective value */
   uint64_t reserved128;
   double objConstant; /* 136: in */
-  uint64_t reserved144[6];
+  uint8_t* colBasis;  /* 144: out, numCol or null: QZ_BASIS_..., written by the sibling modules behind a crossover */
+  uint8_t* rowBasis;  /* 152: out, numRow or null */
+  uint64_t reserved160[4];
   double* reducedCost; /* 192: out, numCol */
   double* rowActivity; /* 200: out, numRow */
   int32_t reserved208;
   int32_t status; /* 212: out */
   int32_t reserved216;
-  int32_t numIter; /* 220: out */
-  int32_t reserved224;
+  int32_t numIter;        /* 220: out */
+  int32_t numSimplexIter; /* 224: out, basis changes of the crossover, written by the sibling modules */
   int32_t reserved228;
   double primalInfeas; /* 232: out, relative */
   double dualInfeas;   /* 240: out, relative */
@@ -83,10 +94,13 @@ QZ_ASSERT_OFFSET(LpRecord, solPrimal, 104);
 QZ_ASSERT_OFFSET(LpRecord, solDual, 112);
 QZ_ASSERT_OFFSET(LpRecord, objValue, 120);
 QZ_ASSERT_OFFSET(LpRecord, objConstant, 136);
+QZ_ASSERT_OFFSET(LpRecord, colBasis, 144);
+QZ_ASSERT_OFFSET(LpRecord, rowBasis, 152);
 QZ_ASSERT_OFFSET(LpRecord, reducedCost, 192);
 QZ_ASSERT_OFFSET(LpRecord, rowActivity, 200);
 QZ_ASSERT_OFFSET(LpRecord, status, 212);
 QZ_ASSERT_OFFSET(LpRecord, numIter, 220);
+QZ_ASSERT_OFFSET(LpRecord, numSimplexIter, 224);
 QZ_ASSERT_OFFSET(LpRecord, primalInfeas, 232);
 QZ_ASSERT_OFFSET(LpRecord, dualInfeas, 240);
 QZ_ASSERT_OFFSET(LpRecord, boundInfeas, 248);

@@ -1,0 +1,15 @@
+// The basic answer in the record.
+#pragma once
+
+#include "point.h"
+
+namespace qzsimpx {
+
+// Writes the four arrays and the basis. Reduced costs and activities are those of the point that is written.
+void writePoint(const Program& program, const Point& point, LpRecord& record);
+
+// Writes the objective value, in the caller's sense, and the relative infeasibilities of the arrays in the record.
+// `constant` is the objective constant of the minimisation.
+void writeMeasures(const Program& program, double constant, LpRecord& record);
+
+}  // namespace qzsimpx
