@@ -160,6 +160,12 @@ bool columnEmpty(const Reduction& r, int32_t j) {
   return true;
 }
 
+// Where a column stands that nothing holds and nothing costs: at a bound, as a vertex has it, near 0.
+double idleValue(double lower, double upper) {
+  if (infinite(lower)) return infinite(upper) ? 0.0 : upper;
+  return infinite(upper) || std::fabs(lower) <= std::fabs(upper) ? lower : upper;
+}
+
 // A column without elements goes to the bound that its cost points to. Where that bound is missing no dual point
 // exists: its reduced cost is its cost, whose sign only that bound could carry.
 bool settleEmptyColumns(Reduction& r) {
@@ -167,7 +173,7 @@ bool settleEmptyColumns(Reduction& r) {
   for (int32_t j = 0; j < in.numCol; ++j) {
     if (r.colMap[j] < 0 || !columnEmpty(r, j)) continue;
     const double cost = in.objSense * in.obj[j];
-    double value = std::min(std::max(0.0, in.lower[j]), in.upper[j]);
+    double value = idleValue(in.lower[j], in.upper[j]);
     if (cost > 0.0) value = in.lower[j];
     if (cost < 0.0) value = in.upper[j];
     if (infinite(value)) return false;
@@ -223,11 +229,13 @@ int32_t allocateReduced(Reduction& r) {
   out.rowSense = qz::poolAllocateZero<char>(pool, out.numRow);
   out.solDual = qz::poolAllocateZero<double>(pool, out.numRow);
   out.rowActivity = qz::poolAllocateZero<double>(pool, out.numRow);
+  out.colBasis = qz::poolAllocateZero<uint8_t>(pool, out.numCol);
+  out.rowBasis = qz::poolAllocateZero<uint8_t>(pool, out.numRow);
   const bool all = out.matValue != nullptr && out.rowIndex != nullptr && out.colBegin != nullptr &&
                    out.colLength != nullptr && out.obj != nullptr && out.lower != nullptr && out.upper != nullptr &&
                    out.solPrimal != nullptr && out.reducedCost != nullptr && out.rhs != nullptr &&
                    out.range != nullptr && out.rowSense != nullptr && out.solDual != nullptr &&
-                   out.rowActivity != nullptr;
+                   out.rowActivity != nullptr && out.colBasis != nullptr && out.rowBasis != nullptr;
   return all ? QZ_STATUS_OK : QZ_STATUS_OUT_OF_MEMORY;
 }
 

@@ -53,11 +53,42 @@ void writeArrays(const Reduction& r) {
   writeColumns(r);
 }
 
+// Whether there is a basis to bring back: the simplex module's, or the empty one of a model without elements.
+bool hasBasis(const Reduction& r) {
+  if (r.outcome != 0) return r.outcome == QZ_PRESOL_OPTIMAL;
+  return r.reduced.numRow > 0 && r.reduced.rowBasis[0] != QZ_BASIS_NONE;
+}
+
+// A removed column stands at the bound that it was fixed at.
+uint8_t columnBasis(const Reduction& r, int32_t j) {
+  const LpRecord& in = *r.caller;
+  const int32_t reduced = r.outcome == 0 ? r.colMap[j] : -1;
+  if (reduced >= 0) return r.reduced.colBasis[reduced];
+  if (r.fixedValue[j] == in.lower[j]) return QZ_BASIS_LOWER;
+  return r.fixedValue[j] == in.upper[j] ? QZ_BASIS_UPPER : QZ_BASIS_FREE;
+}
+
+// A removed row does not bind: its activity is basic.
+uint8_t rowBasis(const Reduction& r, int32_t i) {
+  const int32_t reduced = r.outcome == 0 ? r.rowMap[i] : -1;
+  return reduced >= 0 ? r.reduced.rowBasis[reduced] : uint8_t{QZ_BASIS_BASIC};
+}
+
+void writeBasis(const Reduction& r) {
+  LpRecord& out = *r.caller;
+  const bool has = readable(r) && hasBasis(r);
+  for (int32_t j = 0; out.colBasis != nullptr && j < out.numCol; ++j)
+    out.colBasis[j] = has ? columnBasis(r, j) : uint8_t{QZ_BASIS_NONE};
+  for (int32_t i = 0; out.rowBasis != nullptr && i < out.numRow; ++i)
+    out.rowBasis[i] = has ? rowBasis(r, i) : uint8_t{QZ_BASIS_NONE};
+}
+
 void writeResults(const Reduction& r) {
   LpRecord& out = *r.caller;
   const bool solved = r.outcome == 0;
   out.status = solved ? r.reduced.status : r.outcome;
   out.numIter = solved ? r.reduced.numIter : 0;
+  out.numSimplexIter = solved ? r.reduced.numSimplexIter : 0;
   out.primalInfeas = solved ? r.reduced.primalInfeas : 0.0;
   out.dualInfeas = solved ? r.reduced.dualInfeas : 0.0;
   out.boundInfeas = solved ? r.reduced.boundInfeas : 0.0;
@@ -75,6 +106,7 @@ void writeResults(const Reduction& r) {
 void restoreRecord(const Reduction& reduction) {
   writeResults(reduction);
   if (readable(reduction)) writeArrays(reduction);
+  writeBasis(reduction);
 }
 
 void freeReduction(Reduction& r) {
@@ -101,6 +133,8 @@ void freeReduction(Reduction& r) {
   qz::poolFree(pool, out.rowSense);
   qz::poolFree(pool, out.solDual);
   qz::poolFree(pool, out.rowActivity);
+  qz::poolFree(pool, out.colBasis);
+  qz::poolFree(pool, out.rowBasis);
 }
 
 }  // namespace qzpresol
