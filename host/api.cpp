@@ -142,6 +142,12 @@ const LpRecord* answer(const qzlp* lp) {
   return lp != nullptr && lp->solved ? &lp->model->record : nullptr;
 }
 
+// The arrays of a basis are full or empty as a whole, and each has one entry at least.
+bool hasBasis(const qzlp* lp) {
+  const LpRecord* record = answer(lp);
+  return record != nullptr && (record->rowBasis[0] != QZ_BASIS_NONE || record->colBasis[0] != QZ_BASIS_NONE);
+}
+
 std::wstring widened(const char* text) {
   return {text, text + std::strlen(text)};
 }
@@ -316,6 +322,9 @@ double qzlp_objective(const qzlp* lp) {
 int32_t qzlp_iterations(const qzlp* lp) {
   return answer(lp) != nullptr ? answer(lp)->numIter : 0;
 }
+int32_t qzlp_simplexIterations(const qzlp* lp) {
+  return answer(lp) != nullptr ? answer(lp)->numSimplexIter : 0;
+}
 double qzlp_primalInfeasibility(const qzlp* lp) {
   return answer(lp) != nullptr ? answer(lp)->primalInfeas : 0.0;
 }
@@ -349,6 +358,13 @@ const double* qzlp_reducedCost(const qzlp* lp) {
 }
 const double* qzlp_rowActivity(const qzlp* lp) {
   return answer(lp) != nullptr ? answer(lp)->rowActivity : nullptr;
+}
+
+const uint8_t* qzlp_columnBasis(const qzlp* lp) {
+  return hasBasis(lp) ? answer(lp)->colBasis : nullptr;
+}
+const uint8_t* qzlp_rowBasis(const qzlp* lp) {
+  return hasBasis(lp) ? answer(lp)->rowBasis : nullptr;
 }
 
 int qzlp_setModulePath(const char* path) {

@@ -207,6 +207,8 @@ std::string takeRows(const qzlp_model& model, ModelData& out) {
 void bindRecord(const qzlp_model& model, ModelData& out) {
   LpRecord& record = out.record;
   out.solPrimal.assign(out.obj.size(), 0.0);
+  out.colBasis.assign(out.obj.size(), QZ_BASIS_NONE);
+  out.rowBasis.assign(out.rhs.size(), QZ_BASIS_NONE);
   out.reducedCost.assign(out.obj.size(), 0.0);
   out.solDual.assign(out.rhs.size(), 0.0);
   out.rowActivity.assign(out.rhs.size(), 0.0);
@@ -228,6 +230,8 @@ void bindRecord(const qzlp_model& model, ModelData& out) {
   record.solDual = out.solDual.data();
   record.reducedCost = out.reducedCost.data();
   record.rowActivity = out.rowActivity.data();
+  record.colBasis = out.colBasis.data();
+  record.rowBasis = out.rowBasis.data();
 }
 
 }  // namespace
@@ -247,6 +251,7 @@ void clearAnswer(ModelData& data) {
   record.objValue = 0.0;
   record.status = 0;
   record.numIter = 0;
+  record.numSimplexIter = 0;
   record.primalInfeas = 0.0;
   record.dualInfeas = 0.0;
   record.boundInfeas = 0.0;
@@ -257,6 +262,8 @@ void clearAnswer(ModelData& data) {
   record.complementarity = 0.0;
   for (std::vector<double>* array : {&data.solPrimal, &data.solDual, &data.reducedCost, &data.rowActivity})
     std::fill(array->begin(), array->end(), 0.0);
+  for (std::vector<uint8_t>* array : {&data.colBasis, &data.rowBasis})
+    std::fill(array->begin(), array->end(), uint8_t{QZ_BASIS_NONE});
 }
 
 }  // namespace qzhost

@@ -17,6 +17,7 @@ struct ModelData {
   std::vector<int32_t> rowIndex, colBegin, colLength;
   std::vector<char> rowSense;
   std::vector<double> solPrimal, solDual, reducedCost, rowActivity;
+  std::vector<uint8_t> colBasis, rowBasis;
 
   ModelData() = default;
   ModelData(const ModelData&) = delete;  // the record points into the arrays

@@ -204,6 +204,8 @@ QZLP_API double qzlp_complementarity(const qzlp* lp);
 QZLP_API double qzlp_presolveTime(const qzlp* lp); /* seconds in the presolver module */
 QZLP_API double qzlp_totalTime(const qzlp* lp);    /* seconds: presolve, solve and crossover */
 
+QZLP_API int32_t qzlp_simplexIterations(const qzlp* lp); /* basis changes of the crossover */
+
 /* The solution arrays of the last solve, owned by the handle and valid until the next qzlp_loadModel, qzlp_solve or
  * qzlp_destroy; null before the first solve. Duals are of the objective as it stands in the model, also when
  * maximising: reducedCost = obj - A' dual. */
@@ -211,6 +213,19 @@ QZLP_API const double* qzlp_primal(const qzlp* lp);      /* numCol entries */
 QZLP_API const double* qzlp_dual(const qzlp* lp);        /* numRow entries */
 QZLP_API const double* qzlp_reducedCost(const qzlp* lp); /* numCol entries */
 QZLP_API const double* qzlp_rowActivity(const qzlp* lp); /* numRow entries */
+
+/* Where a column or a row stands in a basis. */
+enum {
+  QZLP_BASIS_BASIC = 1, /* as many columns and rows as there are rows */
+  QZLP_BASIS_LOWER = 2, /* at its lower bound or side, also when both are one */
+  QZLP_BASIS_UPPER = 3, /* at its upper bound or side */
+  QZLP_BASIS_FREE = 4   /* a column without bounds, at 0 */
+};
+
+/* The basis of the last solve, when the option "crossover" led to one; else null. Owned by the handle like the solution
+ * arrays. Entries are QZLP_BASIS_.... */
+QZLP_API const uint8_t* qzlp_columnBasis(const qzlp* lp); /* numCol entries */
+QZLP_API const uint8_t* qzlp_rowBasis(const qzlp* lp);    /* numRow entries */
 
 /* ---- The host, common to all handles of the program ---- */
 

@@ -100,6 +100,14 @@ void describe(CLI::App& app, Arguments& arguments) {
   addNumber(app, arguments, "--debug-level", {"debugLevel"}, "N",
             "1 and above: check every stage by a second computation");
   app.add_option("--solution", arguments.solutionFile, "write the solution to FILE")->type_name("FILE");
+  app.add_option_function<std::string>(
+         "--basis",
+         [&arguments](const std::string& file) {
+           arguments.basisFile = file;
+           arguments.options.emplace_back("crossover", 1.0);
+         },
+         "write the basis to FILE, in the MPS basis format; includes --crossover")
+      ->type_name("FILE");
   app.add_flag("--json", arguments.json, "print one JSON object instead of the log");
 }
 

@@ -11,6 +11,7 @@ namespace qzlpApp {
 struct Arguments {
   std::string file;
   std::string solutionFile;  // empty for none
+  std::string basisFile;     // empty for none; asks for the crossover
   bool json = false;
   int printLevel = 2;
   int debugLevel = 0;

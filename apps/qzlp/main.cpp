@@ -7,6 +7,7 @@
 #include <new>
 
 #include "arguments.h"
+#include "basis_file.h"
 #include "interrupt.h"
 #include "model_file.h"
 #include "report.h"
@@ -41,17 +42,6 @@ void showTrouble(int level, uint32_t, const char* line, void*) {
   if (level == QZLP_LOG_WARNING || level == QZLP_LOG_ERROR) std::fprintf(stderr, "qzlp: %s\n", line);
 }
 
-// What was asked for and this build can't do, but can do without.
-void noteMissingParts(const Arguments& arguments) {
-#ifdef QZLP_WITHOUT_CROSSOVER
-  for (const auto& [name, value] : arguments.options)
-    if (name == "crossover")
-      complain("--crossover: this build has no simplex module; the answer is the interior-point one");
-#else
-  (void)arguments;
-#endif
-}
-
 // A handle with model, options and callbacks, or the exit code of what went wrong.
 int prepare(const Arguments& arguments, const ModelFile& model, Solver& lp) {
   lp.reset(qzlp_create());
@@ -74,20 +64,24 @@ int prepare(const Arguments& arguments, const ModelFile& model, Solver& lp) {
   return callbacks ? exitOptimal : complain(qzlp_error(lp.get()));
 }
 
+// Opened before the solve: a path that can't be written should not cost an answer. True when there is none to open.
+bool openOutput(const std::string& path, OutputFile& file) {
+  if (path.empty()) return true;
+  file.reset(std::fopen(path.c_str(), "w"));
+  if (!file) complain(std::strerror(errno), path);
+  return file != nullptr;
+}
+
 int solve(const Arguments& arguments, const ModelFile& model, double readTime) {
-  // Opened before the solve: a path that can't be written should not cost an answer. The file stays empty when the
-  // solve leaves no point behind.
+  // A file stays empty when the solve leaves nothing to write into it.
   OutputFile solution;
-  if (!arguments.solutionFile.empty()) {
-    solution.reset(std::fopen(arguments.solutionFile.c_str(), "w"));
-    if (!solution) return complain(std::strerror(errno), arguments.solutionFile);
-  }
+  OutputFile basis;
+  if (!openOutput(arguments.solutionFile, solution) || !openOutput(arguments.basisFile, basis)) return exitBadInput;
   Solver lp;
   const int prepared = prepare(arguments, model, lp);
   if (prepared != exitOptimal) return prepared;
 
   const bool talks = !arguments.json && arguments.printLevel > 0;
-  noteMissingParts(arguments);
   catchInterrupts();
   if (talks) printModel(arguments.file, model);
   if (qzlp_solve(lp.get()) != QZLP_OK) complain(qzlp_error(lp.get()));
@@ -100,6 +94,8 @@ int solve(const Arguments& arguments, const ModelFile& model, double readTime) {
   if (talks) printSummary(outcome, lp.get());
   if (solution && hasPoint(outcome.status) && !writeSolution(solution.get(), model, lp.get()))
     return complain("could not be written to its end", arguments.solutionFile);
+  if (basis && qzlp_rowBasis(lp.get()) != nullptr && !writeBasis(basis.get(), model, lp.get()))
+    return complain("could not be written to its end", arguments.basisFile);
   return exitCodeOf(outcome.status);
 }
 

@@ -46,6 +46,7 @@ void printSummary(const Outcome& outcome, const qzlp* lp) {
     std::printf("Complementarity       %.2e\n", qzlp_complementarity(lp));
   }
   std::printf("Iterations            %d\n", qzlp_iterations(lp));
+  if (intOption(lp, "crossover") != 0) std::printf("Simplex iterations    %d\n", qzlp_simplexIterations(lp));
   std::printf("Seconds               %.2f to read, %.2f to solve\n", outcome.readTime, qzlp_totalTime(lp));
   std::fflush(stdout);
 }
@@ -57,6 +58,7 @@ void printJson(const Outcome& outcome, const ModelFile& model, const qzlp* lp) {
   object["statusName"] = qzlp_statusName(outcome.status);
   object["objective"] = qzlp_objective(lp);  // like all reals null when it is not finite
   object["iterations"] = qzlp_iterations(lp);
+  object["simplexIterations"] = qzlp_simplexIterations(lp);
   object["primalInfeas"] = qzlp_primalInfeasibility(lp);
   object["dualInfeas"] = qzlp_dualInfeasibility(lp);
   object["boundInfeas"] = qzlp_boundInfeasibility(lp);

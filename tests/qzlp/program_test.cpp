@@ -64,10 +64,10 @@ TEST(Program, JsonIsOneObjectAndNothingElse) {
   EXPECT_EQ(result.exitCode, 0);
   EXPECT_EQ(result.err, "");
   const nlohmann::json object = jsonOf(result);
-  const std::set<std::string> keys{"file",         "status",       "statusName",  "objective",  "iterations",
-                                   "primalInfeas", "dualInfeas",   "boundInfeas", "dualityGap", "complementarity",
-                                   "rows",         "columns",      "nonzeros",    "method",     "threads",
-                                   "readTime",     "presolveTime", "totalTime"};
+  const std::set<std::string> keys{"file",         "status",       "statusName",  "objective",        "iterations",
+                                   "primalInfeas", "dualInfeas",   "boundInfeas", "dualityGap",       "complementarity",
+                                   "rows",         "columns",      "nonzeros",    "method",           "threads",
+                                   "readTime",     "presolveTime", "totalTime",   "simplexIterations"};
   std::set<std::string> found;
   for (const auto& [key, value] : object.items()) found.insert(key);
   EXPECT_EQ(found, keys);
