@@ -16,6 +16,9 @@ add_library(qz_module_flags INTERFACE)
 target_link_libraries(qz_module_flags INTERFACE qz_flags)
 target_compile_options(qz_module_flags INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti>
                                                  -ffp-contract=off)
+if(NOT QZ_VERIFICATION) # every check becomes an empty function, to measure what the layer costs
+  target_compile_definitions(qz_module_flags INTERFACE QZ_WITHOUT_VERIFICATION)
+endif()
 
 # qz_module_library(NAME SOURCES... [DEPENDS libs...]): one floor of the module as a static library.
 function(qz_module_library name)

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "diagnostics/verify_linear_system.h"
+#include "diagnostics/verify_matrix.h"
 #include "engine/engine_state.h"
 #include "engine/linear_algebra.h"
 #include "shell/pool.h"
@@ -70,6 +72,22 @@ int32_t buildMatrix(Ipm* ipm, int32_t mode) {
   }
   if (status == QZ_STATUS_OK) ipm->numIpmCoef = ipm->ipmColBegin[ipm->numDim];
   return status;
+}
+
+int32_t verifyBuilt(const Ipm* ipm, int32_t mode) {
+  const int32_t level = ipm->debugLevel;
+  const bool quadratic = ipm->typeModel == IPM_MODEL_QP && ipm->numQuadCoef > 0 && mode == 1;
+  int32_t status = VerifyAugmentedMatrix(ipm, level, quadratic);
+  if (status != QZ_STATUS_OK) return status;
+  status = VerifyIneqnEnv(ipm, level);
+  if (status != QZ_STATUS_OK) return status;
+  status = VerifyBoundEnv(ipm, level);
+  if (status != QZ_STATUS_OK) return status;
+  status = VerifySymMatrix(ipm->env, level,
+                           {ipm->numDim, ipm->numDim, ipm->ipmColBegin, nullptr, ipm->ipmRowIndex, ipm->ipmMatValue});
+  if (status != QZ_STATUS_OK) return status;
+  if (quadratic) status = VerifyQuadToSym(ipm, level);
+  return status != QZ_STATUS_OK ? status : VerifyAugValue(ipm, level, quadratic);
 }
 
 // Writes Q + Theta. Returns the smallest non-zero magnitude written, 1e20 for none.
@@ -169,6 +187,8 @@ void createAugmentMatrixPartial(const Ipm* ipm, int32_t* ipmColBegin, int32_t* i
 int32_t ipmInitAugmat(Ipm* ipm, int32_t mode) {
   if (ipm->ldlFactor != nullptr && ipm->ldlMemory != nullptr) return QZ_STATUS_OK;
   int32_t status = buildMatrix(ipm, mode);
+  if (status != QZ_STATUS_OK) return status;
+  status = verifyBuilt(ipm, mode);
   if (status != QZ_STATUS_OK) return status;
   // An earlier analysis has written its choices into the environment.
   status = ldlSetup(ipm->laEnv, ipm->numCol, ipm->numThread);

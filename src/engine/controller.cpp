@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "diagnostics/verify_model.h"
+#include "diagnostics/verify_submodel.h"
 #include "engine/engine_state.h"
 #include "engine/iteration.h"
 #include "engine/kept_direction.h"
@@ -43,6 +45,15 @@ int32_t createState(Control& control) {
   return QZ_STATUS_OK;
 }
 
+int32_t verifyScreening(const Control& control) {
+  const int32_t level = control.option->debugLevel;
+  int32_t status = VerifyDispSubmodel(control.env, level, control.submodel);
+  if (status != QZ_STATUS_OK) return status;
+  status = VerifySubmodelStruct(control.env, level, control.submodel, true);
+  if (status != QZ_STATUS_OK) return status;
+  return VerifySubmodelValue(control.env, level, control.model, control.submodel);
+}
+
 // The record of big values, with what the input data has of them: the starting point sets it aside.
 int32_t createSubModel(Control& control) {
   if (control.option->submodelOff != 0) return QZ_STATUS_OK;
@@ -51,13 +62,18 @@ int32_t createSubModel(Control& control) {
   status = ipmMarkBigdata(control.env, control.model, control.submodel, control.option);
   if (status != QZ_STATUS_OK) return status;
   traceBigdata(control.ipm, control.submodel);
-  return CreateSubModel(control.env, control.model, control.submodel);
+  status = CreateSubModel(control.env, control.model, control.submodel);
+  return status != QZ_STATUS_OK ? status : verifyScreening(control);
 }
 
 int32_t findStart(Control& control) {
   Ipm* ipm = control.ipm;
   AssignIpm(ipm, control.model, control.solution);
   AnalyzeIpm(ipm);
+  int32_t status = VerifyStatistics(ipm, ipm->debugLevel);
+  if (status != QZ_STATUS_OK) return status;
+  status = VerifyDomainShape(ipm, ipm->debugLevel);
+  if (status != QZ_STATUS_OK) return status;
   if (ipm->typeModel == IPM_MODEL_LP) return ipmInitLP(ipm, control.submodel);
   if (ipm->typeModel == IPM_MODEL_QP) return ipmInitQP(ipm, control.submodel);
   logText(control.env->log, QZ_LOG_DEBUG, L"Error ipmSolve: unknown model type.");
@@ -107,6 +123,20 @@ int32_t setUp(Control& control) {
   return prepareSubModel(control);
 }
 
+// The engine's own answer, on the engine's own model.
+int32_t verifyAnswer(const Control& control) {
+  const Model* model = control.model;
+  const int32_t level = control.option->debugLevel;
+  int32_t status = VerifyBigList(control.env, level, control.submodel);
+  if (status != QZ_STATUS_OK || (model->status != QZ_STATUS_OPTIMAL && model->status != QZ_STATUS_NEAR_OPTIMAL))
+    return status;
+  status = VerifyModelPrimal(control.env, level, model, control.option, control.solution);
+  if (status != QZ_STATUS_OK) return status;
+  status = VerifyModelBound(control.env, level, model, control.option, control.solution);
+  if (status != QZ_STATUS_OK) return status;
+  return VerifyModelDual(control.env, level, model, control.option, control.solution);
+}
+
 // Iterates. Without submodels there is nothing to reduce and nothing to recover, so one run of the iteration decides.
 int32_t iterate(Control& control) {
   control.ipm->stopState = STOP_ITERATE;
@@ -120,7 +150,7 @@ int32_t iterate(Control& control) {
   }
   const bool failed =
       status == QZ_STATUS_OUT_OF_MEMORY || status == QZ_STATUS_INTERRUPTED || status == QZ_STATUS_FAILED;
-  return failed ? status : QZ_STATUS_OK;
+  return failed ? status : verifyAnswer(control);
 }
 
 void crossCheck(Control& control) {

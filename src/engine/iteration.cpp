@@ -2,6 +2,9 @@
 
 #include <algorithm>
 
+#include "diagnostics/iteration_checks.h"
+#include "diagnostics/verify_iteration.h"
+#include "diagnostics/verify_submodel.h"
 #include "engine/directions.h"
 #include "engine/measures.h"
 #include "engine/newton_system.h"
@@ -51,6 +54,8 @@ Step measureAndDecide(Loop& loop) {
   ipm->status =
       getSolutionStatus(ipm->tolPrimal, ipm->tolDual, ipm->tolOptimality, ipm->tolComplement, ipm->primalInfeas,
                         ipm->boundInfeas, ipm->dualInfeas, ipm->dualityGap, ipm->complementarity);
+  const int32_t verified = verifyMeasured(ipm, loop.hub, loop.submodel);
+  if (verified != QZ_STATUS_OK) return leaveWith(loop, verified);
   if (!pollStop(ipm)) decideStop(ipm, loop.hub, loop.submodel);
   return Step::kControl;
 }
@@ -181,18 +186,28 @@ Step takeStep(Loop& loop) {
   computeSigma(ipm);
   if (pollStop(ipm)) return Step::kControl;
   ipm->sigma = std::min(ipm->sigma, 1.0);
+  status = verifyPredictor(ipm);
+  if (status != QZ_STATUS_OK) return leaveWith(loop, status);
   computeRhsCorrector(ipm);
   if (pollStop(ipm)) return Step::kControl;
 
   status = solveSystem(ipm, ipm->rhsCorrector);
   if (status != QZ_STATUS_OK) return solveFailed(loop, status);
   if (pollStop(ipm)) return Step::kControl;
+  status = VerifyCorrector(ipm, ipm->debugLevel);
+  if (status != QZ_STATUS_OK) return leaveWith(loop, status);
   computeStepCombined(ipm);
   if (pollStop(ipm)) return Step::kControl;
+  status = verifyDirection(ipm);
+  if (status != QZ_STATUS_OK) return leaveWith(loop, status);
 
   updateSolution(ipm);
   if (pollStop(ipm)) return Step::kControl;
+  status = VerifySolution(ipm, ipm->debugLevel);
+  if (status != QZ_STATUS_OK) return leaveWith(loop, status);
   status = statBigSolution(ipm, loop.submodel);
+  if (status != QZ_STATUS_OK) return leaveWith(loop, status);
+  status = VerifyStatBig(ipm, ipm->debugLevel, loop.submodel);
   if (status != QZ_STATUS_OK) return leaveWith(loop, status);
   if (pollStop(ipm)) return Step::kControl;
   return Step::kTop;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "diagnostics/verify_submodel.h"
 #include "shell/log.h"
 #include "shell/pool.h"
 
@@ -60,7 +61,7 @@ int32_t recordDirection(const Ipm* ipm, const Model* model, Hub* hub, const SubM
   copyMapped(model->numCol, colMap, ipm->upperDualDelta, kept->upperDualDelta);
   copyMapped(model->numRow, rowMap, ipm->rhsCorrector + ipm->numCol, kept->dualDelta);
   copyMapped(model->numRow, rowMap, ipm->ineqnSlackDelta, kept->ineqnSlackDelta);
-  return QZ_STATUS_OK;
+  return VerifyRecordDirection(ipm, ipm->debugLevel, model, hub, submodel);
 }
 
 }  // namespace qz

@@ -1,5 +1,6 @@
 #include "engine/linear_algebra.h"
 
+#include "diagnostics/verify_matrix.h"
 #include "engine/linear_algebra_status.h"
 #include "sparse/factor_cleanup.h"
 #include "sparse/ldl_analysis.h"
@@ -40,6 +41,13 @@ int32_t setUp(LAEnv* laEnv, int32_t problemKind, int32_t numThread) {
   if (LA_SetIntParam(laEnv, LA_KEY_MAX_REFINE, kMaxRefine) != LA_OK) return QZ_STATUS_FAILED;
   if (LA_SetIntParam(laEnv, LA_KEY_NUM_THREADS, numThread) != LA_OK) return QZ_STATUS_FAILED;
   return QZ_STATUS_OK;
+}
+
+// What a solve is given: a symmetric matrix and a finite right-hand side.
+int32_t verifySystem(Env* env, int32_t debugLevel, const SparseView& matrix, const double* v) {
+  if (env == nullptr) return QZ_STATUS_OK;
+  const int32_t status = VerifySymMatrix(env, debugLevel, matrix);
+  return status != QZ_STATUS_OK ? status : VerifyVector(env, debugLevel, matrix.numMajor, v);
 }
 
 // The instance's view of the engine's handles, kept aside while a private solve uses the same fields.
@@ -112,10 +120,12 @@ int32_t ldlFactorize(Env* /*env*/, int32_t n, const int32_t* colBegin, const int
   return engineStatus(status, false, QZ_STATUS_FAILED);
 }
 
-int32_t ldlSolve(Env* /*env*/, int32_t /*debugLevel*/, int32_t /*n*/, int32_t /*stopState*/, const int32_t* colBegin,
+int32_t ldlSolve(Env* env, int32_t debugLevel, int32_t n, int32_t /*stopState*/, const int32_t* colBegin,
                  const int32_t* rowIndex, const double* matValue, double* v, LAEnv* laEnv, SymbolicFactor* ldlFactor,
                  NumericFactor* ldlMemory, IPM_timer* timer, double* time) {
   if (laEnv == nullptr || ldlFactor == nullptr || ldlMemory == nullptr) return QZ_STATUS_FAILED;
+  const int32_t verified = verifySystem(env, debugLevel, {n, n, colBegin, nullptr, rowIndex, matValue}, v);
+  if (verified != QZ_STATUS_OK) return verified;
   const Stopwatch watch(timer, time);
   const int32_t status = LA_SolveMatrixLDL(0, colBegin, rowIndex, matValue, v, laEnv, ldlFactor, ldlMemory);
   if (status == LA_FGMRES_TOLERANCE || status == LA_FGMRES_LIMIT) return QZ_STATUS_OK;
@@ -161,11 +171,13 @@ void laCleanUpAll(Env* env, LAEnv** laEnv, SymbolicFactor** ldlFactor, NumericFa
 int32_t solveEquationLDL(Env* env, int32_t debugLevel, QzPool* memory, int32_t n, int32_t numLeading, int32_t numThread,
                          const int32_t* colBegin, const int32_t* rowIndex, const double* matValue, double* v,
                          IPM_timer* timer, double* timeAnalyze, double* timeFactor, double* timeSolve) {
+  int32_t status = verifySystem(env, debugLevel, {n, n, colBegin, nullptr, rowIndex, matValue}, v);
+  if (status != QZ_STATUS_OK) return status;
   const MirrorGuard guard(env);
   LAEnv* laEnv = nullptr;
   SymbolicFactor* factor = nullptr;
   NumericFactor* numeric = nullptr;
-  int32_t status = laEnvCreate(env, memory, &laEnv);
+  status = laEnvCreate(env, memory, &laEnv);
   if (status == QZ_STATUS_OK) status = ldlSetup(laEnv, numLeading, numThread);
   if (status == QZ_STATUS_OK)
     status = ldlAnalyze(env, n, colBegin, rowIndex, matValue, laEnv, &factor, &numeric, timer, timeAnalyze);

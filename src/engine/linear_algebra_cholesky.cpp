@@ -1,5 +1,6 @@
 #include "engine/linear_algebra_cholesky.h"
 
+#include "diagnostics/verify_matrix.h"
 #include "engine/linear_algebra_status.h"
 #include "sparse/cholesky_analysis.h"
 #include "sparse/cholesky_factor.h"
@@ -25,8 +26,11 @@ int32_t chAnalyze(Env* env, Ipm* ipm) {
   return engineStatus(status, true, QZ_STATUS_FAILED);
 }
 
-int32_t chFactorize(Env* /*env*/, Ipm* ipm) {
+int32_t chFactorize(Env* env, Ipm* ipm) {
   if (!hasFactor(ipm)) return QZ_STATUS_FAILED;
+  const int32_t verified = VerifyMatrixNonsingular(
+      env, ipm->debugLevel, {ipm->numRow, ipm->numRow, ipm->ipmColBegin, nullptr, ipm->ipmRowIndex, ipm->ipmMatValue});
+  if (verified != QZ_STATUS_OK) return verified;
   const Stopwatch watch(ipm->timer, &ipm->timeCholFactor);
   const int32_t status = LA_FactorMatrixCholesky(0, ipm->numRow, ipm->ipmColBegin, ipm->ipmRowIndex, ipm->ipmMatValue,
                                                  ipm->laEnv, ipm->cholFactor, ipm->cholMemory);

@@ -1,5 +1,7 @@
 #include "engine/newton_system.h"
 
+#include "diagnostics/verify_linear_system.h"
+#include "diagnostics/verify_matrix.h"
 #include "engine/augmented_system.h"
 #include "engine/linear_algebra.h"
 #include "engine/linear_algebra_cholesky.h"
@@ -7,16 +9,28 @@
 
 namespace qz {
 
+namespace {
+
+int32_t verifyNormalProduct(const Ipm* ipm) {
+  const SparseView matrix{ipm->numRow, ipm->numRow, ipm->ipmColBegin, nullptr, ipm->ipmRowIndex, ipm->ipmMatValue};
+  const int32_t status = VerifySymMatrix(ipm->env, ipm->debugLevel, matrix);
+  return status != QZ_STATUS_OK ? status : VerifyNormalMatrix(ipm, ipm->debugLevel);
+}
+
+}  // namespace
+
 int32_t formSystem(Ipm* ipm) {
   if (ipm->typeMethod != IPM_METHOD_NORMAL) {
     computeAugmentDiag(ipm);
-    return QZ_STATUS_OK;
+    return VerifyKKTmatrix(ipm, ipm->debugLevel);
   }
-  const int32_t status = computeNormalDiag(ipm);
+  int32_t status = computeNormalDiag(ipm);
   if (status != QZ_STATUS_OK) return status;
   computeNormalMatrix(ipm);
+  status = verifyNormalProduct(ipm);
+  if (status != QZ_STATUS_OK) return status;
   updateNormalDiag(ipm);
-  return QZ_STATUS_OK;
+  return VerifyNormalMatValue(ipm, ipm->debugLevel);
 }
 
 int32_t factorSystem(Ipm* ipm) {

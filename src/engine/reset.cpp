@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "diagnostics/verify_matrix.h"
+#include "diagnostics/verify_submodel.h"
 #include "engine/engine_state.h"
 #include "engine/measures.h"
 #include "engine/reset_partition.h"
@@ -133,14 +135,33 @@ int32_t acceptCandidate(Ipm* ipm, const Candidate& candidate) {
   return QZ_STATUS_OK;
 }
 
+int32_t verifyPartition(const Ipm* ipm, const ResetPartition& partition) {
+  const int32_t status = VerifyMapping(ipm->env, ipm->debugLevel, ipm->numCol, partition.colState.get(),
+                                       partition.numColKept, RESET_AT_UPPER);
+  if (status != QZ_STATUS_OK) return status;
+  return VerifyMapping(ipm->env, ipm->debugLevel, ipm->numRow, partition.rowState.get(), partition.numRowKept,
+                       RESET_ROW_DROPPED);
+}
+
+int32_t verifySystem(const Ipm* ipm, const ResetPartition& partition, const ResetSystem& system) {
+  const int32_t status = VerifySymMatrix(
+      ipm->env, ipm->debugLevel,
+      {system.numDim, system.numDim, system.begin.get(), nullptr, system.index.get(), system.value.get()});
+  return status != QZ_STATUS_OK ? status : VerifyResetSystem(ipm, ipm->debugLevel, partition, system);
+}
+
 }  // namespace
 
 int32_t ipmReset(Ipm* ipm) {
   ResetPartition partition;
   int32_t status = makeResetPartition(ipm, &partition);
   if (status != QZ_STATUS_OK) return status;
+  status = verifyPartition(ipm, partition);
+  if (status != QZ_STATUS_OK) return status;
   ResetSystem system;
   status = makeResetSystem(ipm, partition, &system);
+  if (status != QZ_STATUS_OK) return status;
+  status = verifySystem(ipm, partition, system);
   if (status != QZ_STATUS_OK) return status;
   status = eqnSolve(ipm->infinityValue, ipm->tolPrimal, ipm->env, system.numDim, partition.numColKept, ipm->numThread,
                     system.begin.get(), system.index.get(), system.value.get(), system.rhs.get(), system.start.get(),

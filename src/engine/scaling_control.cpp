@@ -1,5 +1,6 @@
 #include "engine/scaling_control.h"
 
+#include "diagnostics/verify_submodel.h"
 #include "engine/augmented_system.h"
 #include "engine/engine_state.h"
 #include "submodel/dual_shift.h"
@@ -73,6 +74,8 @@ void clearIdleCounts(SubModel* submodel) {
 int32_t scalingControl(Ipm* ipm, Hub* hub, SubModel* submodel) {
   if (hub->scaleState == 0 && hub->smallRestored == 1) return QZ_STATUS_OK;
   if (!passesGate(ipm)) return QZ_STATUS_OK;
+  const int32_t verified = VerifyScalingReport(ipm, ipm->debugLevel, hub);
+  if (verified != QZ_STATUS_OK) return verified;
   const int32_t route = hub->routeSubmodel;
   if (route == ROUTE_INVITRO || route == ROUTE_BOTH) {
     hub->routeSubmodel = ROUTE_UNSCALE;
@@ -83,7 +86,8 @@ int32_t scalingControl(Ipm* ipm, Hub* hub, SubModel* submodel) {
   ipmUnscale(ipm, hub, submodel);
   if (shifted) unscaleInvivo(ipm, hub, submodel);
   AnalyzeIpm(ipm);
-  int32_t status = QZ_STATUS_OK;
+  int32_t status = VerifyStatistics(ipm, ipm->debugLevel);
+  if (status != QZ_STATUS_OK) return status;
   if ((route < ROUTE_INVITRO && hub->scaleState == 2) || ipm->typeModel == IPM_MODEL_QP) status = rebuildSystem(ipm);
   releaseFactors(ipm->env, hub);
   if (status != QZ_STATUS_OK) return status;

@@ -63,7 +63,10 @@ int32_t initPrimalQP(Ipm* ipm) {
   setQuadraticSystem(ipm);
   status = solveWholeSystem(ipm);
   if (status != QZ_STATUS_OK) return status;
-  shiftPrimalStart(ipm, takePrimalSolution(ipm, wholeSystem(ipm)));
+  const double smallest = takePrimalSolution(ipm, wholeSystem(ipm));
+  status = verifyPrimalStart(ipm, nullptr, wholeSystem(ipm));
+  if (status != QZ_STATUS_OK) return status;
+  shiftPrimalStart(ipm, smallest);
   if (offDiagonal) negateQuadBlock(ipm);
   return QZ_STATUS_OK;
 }

@@ -121,7 +121,10 @@ int32_t initDual(Ipm* ipm, SubModel* submodel) {
   }
   status = solveWholeSystem(ipm);
   if (status != QZ_STATUS_OK) return status;
-  shiftDualStart(ipm, takeDualSolution(ipm, system));
+  const double smallest = takeDualSolution(ipm, system);
+  status = verifyDualStart(ipm, submodel, system);
+  if (status != QZ_STATUS_OK) return status;
+  shiftDualStart(ipm, smallest);
   return QZ_STATUS_OK;
 }
 
@@ -135,6 +138,8 @@ int32_t lpInitDualPartial(Ipm* ipm, SubModel* submodel) {
   if (status == kNoPartialPoint) return initDual(ipm, submodel);
   if (status != QZ_STATUS_OK) return status;
   double smallest = takeDualSolution(ipm, system.view);
+  status = verifyDualStart(ipm, submodel, system.view);
+  if (status != QZ_STATUS_OK) return status;
   smallest = std::min(smallest, adjustIgnoredCols(ipm, submodel));
   shiftDualStart(ipm, smallest);
   return QZ_STATUS_OK;

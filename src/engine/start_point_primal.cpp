@@ -134,7 +134,9 @@ int32_t initPrimal(Ipm* ipm, SubModel* submodel) {
       return status;
     }
     const double near = takePrimalSolution(ipm, system);
+    status = verifyPrimalStart(ipm, submodel, system);
     showFarBounds(ipm, submodel);
+    if (status != QZ_STATUS_OK) return status;
     smallest = measureFarBounds(ipm, submodel, near);
 
     double cut = 0.0;
@@ -160,7 +162,10 @@ int32_t initPrimalPartial(Ipm* ipm, SubModel* submodel) {
   setPrimalSystem(ipm, submodel, system.view);
   status = solvePartialSystem(ipm, &system);
   double smallest = kInfinity;
-  if (status == QZ_STATUS_OK) smallest = takePrimalSolution(ipm, system.view);
+  if (status == QZ_STATUS_OK) {
+    smallest = takePrimalSolution(ipm, system.view);
+    status = verifyPrimalStart(ipm, submodel, system.view);
+  }
   showFarBounds(ipm, submodel);
   if (status == kNoPartialPoint) return initPrimal(ipm, submodel);
   if (status != QZ_STATUS_OK) return status;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "diagnostics/verify_start.h"
 #include "engine/augmented_system.h"
 #include "engine/linear_algebra.h"
 #include "engine/start_point.h"
@@ -78,6 +79,32 @@ double takePrimalSolution(Ipm* ipm, const StartSystem& system) {
     smallest = std::min(smallest, ipm->ineqnSlack[i]);
   }
   return smallest;
+}
+
+namespace {
+
+StartScope scopeOf(const SubModel* submodel, const StartSystem& system) {
+  const bool whole = submodel == nullptr;
+  return {system.colMap, system.rowMap, whole ? kInfinity : submodel->thresholdRow,
+          whole ? kInfinity : submodel->thresholdCol};
+}
+
+}  // namespace
+
+int32_t verifyPrimalStart(const Ipm* ipm, const SubModel* submodel, const StartSystem& system) {
+  const StartScope scope = scopeOf(submodel, system);
+  const int32_t level = ipm->debugLevel;
+  int32_t status = VerifyBoundFeasible(ipm, level);
+  if (status != QZ_STATUS_OK) return status;
+  status = VerifyPrimalFeasible(ipm, level, scope);
+  if (status != QZ_STATUS_OK) return status;
+  return VerifyInitDerivPrimal(ipm, level, scope, system.rhs + system.numColKept);
+}
+
+int32_t verifyDualStart(const Ipm* ipm, const SubModel* submodel, const StartSystem& system) {
+  const StartScope scope = scopeOf(submodel, system);
+  const int32_t status = VerifyDualFeasible(ipm, ipm->debugLevel, scope);
+  return status != QZ_STATUS_OK ? status : VerifyInitDerivDual(ipm, ipm->debugLevel, scope, system.rhs);
 }
 
 double startShift(double smallest, double tol, int32_t typeModel) {

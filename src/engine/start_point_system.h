@@ -68,6 +68,10 @@ inline constexpr int32_t kNoPartialPoint = 3;
 // others 0. Returns the smallest slack of an existing bound or a kept row that is not E, 1e20 for none.
 [[nodiscard]] double takePrimalSolution(Ipm* ipm, const StartSystem& system);
 
+// The checks of a solved start, before its shift. The submodel may be null. 0, 10, -1086.
+[[nodiscard]] int32_t verifyPrimalStart(const Ipm* ipm, const SubModel* submodel, const StartSystem& system);
+[[nodiscard]] int32_t verifyDualStart(const Ipm* ipm, const SubModel* submodel, const StartSystem& system);
+
 // Add startShift(smallest, tol, typeModel) to the row slacks of rows that are not E and all bound slacks, or to the
 // duals of rows that are not E and all bound duals.
 void shiftPrimalStart(Ipm* ipm, double smallest);

@@ -1,5 +1,8 @@
 #include "shell/pipeline.h"
 
+#include "diagnostics/verify_input.h"
+#include "diagnostics/verify_model.h"
+#include "diagnostics/verify_shift.h"
 #include "eigen/convexity.h"
 #include "engine/controller.h"
 #include "shell/crossover.h"
@@ -35,6 +38,7 @@ struct Pipeline {
   bool rowScaled;           // the row scaling was asked for; the controller may overwrite the option
   bool boundsTightened;     // the model holds the bounds of presolve, the presolver the user's
   double startTime;
+  Model inputCopy;  // what the checks compare with; empty at debug level 0
 };
 
 // Keeps the status of a failed stage in the model; true when the stage succeeded.
@@ -146,12 +150,33 @@ bool restoreModel(Pipeline& p) {
          passed(p, getLostSlack(p.env, p.model, p.option, p.hub, p.innerSolution));
 }
 
+bool hasAnswer(const Pipeline& p) {
+  return p.model->status == QZ_STATUS_OPTIMAL || p.model->status == QZ_STATUS_NEAR_OPTIMAL;
+}
+
+// The model is what it was, and the point solves it.
+int32_t verifyRestored(const Pipeline& p) {
+  const int32_t level = p.option->debugLevel;
+  int32_t status = VerifyCompareModel(p.env, level, p.model, &p.inputCopy);
+  if (status != QZ_STATUS_OK || !hasAnswer(p)) return status;
+  status = VerifyModelPrimal(p.env, level, p.model, p.option, p.outerSolution);
+  if (status != QZ_STATUS_OK) return status;
+  status = VerifyModelBound(p.env, level, p.model, p.option, p.outerSolution);
+  if (status != QZ_STATUS_OK) return status;
+  status = VerifyModelDual(p.env, level, p.model, p.option, p.outerSolution);
+  if (status != QZ_STATUS_OK) return status;
+  status = VerifyModelGap(p.env, level, p.model, p.option, p.outerSolution);
+  if (status != QZ_STATUS_OK || p.presolver->preRoute == PREROUTE_FINISHED) return status;
+  return VerifyShiftBound(p.env, level, p.model, p.option, p.outerSolution);
+}
+
 void finishAnswer(Pipeline& p) {
   const int32_t status =
       ipmPostsolve(p.env, &p.model, p.option, p.presolver, p.innerSolution, p.outerSolution, p.hub, nullptr);
   p.boundsTightened = false;
-  if (!passed(p, status)) return;
+  if (!passed(p, status) || !passed(p, verifyRestored(p))) return;
   FormatSolution(p.model, p.outerSolution, p.hub);
+  if (hasAnswer(p)) (void)passed(p, VerifyOutput(p.env, p.option->debugLevel, p.model, p.option));
 }
 
 // From the records to the answer; whatever stops it leaves its status in the model.
@@ -240,11 +265,13 @@ int32_t ipmMain(Env* env, Model* model, IpmOption* option, IPM_timer* timer, LpR
   p.model = model;
   p.option = option;
   p.timer = timer;
+  const bool copied = passed(p, VerifyCopyModel(env, option->debugLevel, model, &p.inputCopy));
   IPM_timerUsedTime(timer, &p.startTime);
   // Only the augmented system carries a quadratic term in columns that the normal equations would have to split.
   if (model->typeModel == IPM_MODEL_QP) option->typeMethod = IPM_METHOD_AUGMENTED;
 
-  runStages(p);
+  // A model that the input check refuses has no status.
+  if (copied && ipmVerifyInput(env, option->debugLevel, model) == QZ_STATUS_OK) runStages(p);
 
   restoreInput(p);
   DestroyPresolver(env, &p.presolver);
@@ -252,6 +279,7 @@ int32_t ipmMain(Env* env, Model* model, IpmOption* option, IPM_timer* timer, LpR
   IPM_timerUsedTime(timer, &now);
   p.model->solveTime = now - p.startTime;
   reportQuadratic(p);
+  VerifyDeleteModel(env, option->debugLevel, &p.inputCopy);
   crossOver(p, reducedRecord);
   releaseRecords(p);
   return p.model->status;

@@ -9,7 +9,8 @@ qz_module_library(qz_shell
   shell/pipeline.cpp
   shell/crossover.cpp
   shell/remeasure.cpp
-  DEPENDS qz_engine)
+  diagnostics/export.cpp
+  DEPENDS qz_engine qz_verify_shift qz_verify)
 
 # The entries under names that all modules of the family share.
 qz_module_library(qz_entries
@@ -21,7 +22,7 @@ set(qz_map ${CMAKE_CURRENT_LIST_DIR}/qzipsolve.map)
 add_library(qzipsolve_so MODULE $<TARGET_OBJECTS:qz_entries> $<TARGET_OBJECTS:qz_shell>)
 set_target_properties(qzipsolve_so PROPERTIES OUTPUT_NAME qzipsolve PREFIX "" SUFFIX .so LINK_DEPENDS ${qz_map}
                                               LINKER_LANGUAGE CXX)
-target_link_libraries(qzipsolve_so PRIVATE qz_engine qz_flags)
+target_link_libraries(qzipsolve_so PRIVATE qz_verify_shift qz_engine qz_flags)
 target_link_options(qzipsolve_so PRIVATE -Wl,--version-script=${qz_map} -Wl,-Bsymbolic -Wl,--as-needed -static-libgcc
                                          -static-libstdc++)
 if(NOT QZ_SANITIZE) # a sanitizer's run time stays undefined in a module until the program brings it

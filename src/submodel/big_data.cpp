@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "diagnostics/verify_submodel.h"
 #include "shell/log.h"
 #include "shell/pool.h"
 
@@ -137,7 +138,11 @@ int32_t ipmMarkBigdata(Env* env, const Model* model, SubModel* submodel, const I
   submodel->thresholdBound = std::max(10.0 * mat, kSmallestFar);
   int32_t status = markBigRhs(env, model, submodel);
   if (status != QZ_STATUS_OK) return status;
+  status = VerifySubmodelRowThreshold(env, options->debugLevel, model, submodel);
+  if (status != QZ_STATUS_OK) return status;
   status = markBigCol(env, model, submodel, infinity);
+  if (status != QZ_STATUS_OK) return status;
+  status = VerifySubmodelColThreshold(env, options->debugLevel, model, submodel, infinity);
   if (status != QZ_STATUS_OK) return status;
   markFarBounds(env, model, submodel, infinity);
   return checkThresholds(env, submodel);

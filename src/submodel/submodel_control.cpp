@@ -4,6 +4,8 @@
 #include <array>
 #include <iterator>
 
+#include "diagnostics/dump.h"
+#include "diagnostics/verify_submodel.h"
 #include "engine/measures.h"
 #include "shell/log.h"
 #include "submodel/big_solution.h"
@@ -133,6 +135,8 @@ int32_t actInvitro(Ipm* ipm, Hub* hub, SubModel* submodel, const BigActions& act
   hub->routeSubmodel = ROUTE_INVITRO;
   planInvitro(submodel, actions);
   traceInvitro(ipm, submodel);
+  const int32_t verified = VerifyInvitroReport(ipm, ipm->debugLevel, hub, submodel);
+  if (verified != QZ_STATUS_OK) return verified;
   ipm->stopState = STOP_ITERATE;
   return QZ_STATUS_RESTART;
 }
@@ -183,8 +187,10 @@ int32_t shiftDuals(Ipm* ipm, SubModel* s) {
 int32_t restore(Ipm* ipm, Hub* hub, SubModel* s) {
   hub->routeSubmodel = ROUTE_RESTORE;
   traceRestore(ipm, s);
+  int32_t status = VerifySubRestoreReport(ipm, ipm->debugLevel, hub, s);
+  if (status != QZ_STATUS_OK) return status;
   if (s->bBigIneqnSlack != 0 || s->bBigBoundDual != 0) return QZ_STATUS_UNSCALE;
-  const int32_t status = undoInvivo(ipm, hub, s);
+  status = undoInvivo(ipm, hub, s);
   if (status != QZ_STATUS_OK) return status;
   clearBigCounts(s);
   if (anyFlag(s)) {
@@ -221,6 +227,7 @@ BigActions classifyBigValues(const SubModel* s) {
 
 int32_t submodelControl(Ipm* ipm, Hub* hub, SubModel* submodel) {
   if (submodel == nullptr) return QZ_STATUS_OK;
+  DumpIterSubmodel(ipm, ipm->debugLevel, hub, submodel);
   const bool removedInvivo = (submodel->bBigBoundSlack & BIG_INVIVO) != 0;
   if (removedInvivo && !isAborted(ipm) && validBoundInvivo(ipm, submodel) != QZ_STATUS_OK)
     return restore(ipm, hub, submodel);
@@ -249,6 +256,8 @@ int32_t actInvivo(Ipm* ipm, Hub* hub, SubModel* submodel, const BigActions& acti
   if (status == QZ_STATUS_OK && allows(actions.rowDual)) status = shiftDuals(ipm, submodel);
   if (status != QZ_STATUS_OK) return status;
   traceInvivo(ipm, submodel);
+  status = VerifyInvivoReport(ipm, ipm->debugLevel, hub, submodel);
+  if (status != QZ_STATUS_OK) return status;
   ipm->stopState = STOP_ITERATE;
   computeMeasurement(ipm);
   return QZ_STATUS_OK;

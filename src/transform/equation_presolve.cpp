@@ -2,6 +2,9 @@
 #include <cmath>
 #include <limits>
 
+#include "diagnostics/verify_matrix.h"
+#include "diagnostics/verify_model.h"
+#include "diagnostics/verify_presolve.h"
 #include "shell/log.h"
 #include "transform/bound_maps.h"
 #include "transform/column_reductions.h"
@@ -234,6 +237,45 @@ int32_t reduceEquation(const Equations& e) {
   return QZ_STATUS_OK;
 }
 
+// The system as it came in, for the checks behind the reduction; empty at level 0.
+class InputCopy {
+ public:
+  InputCopy(Env* env, int32_t level) : env_(env), level_(level) {}
+  InputCopy(const InputCopy&) = delete;
+  InputCopy& operator=(const InputCopy&) = delete;
+  ~InputCopy() { VerifyDeleteModel(env_, level_, &model); }
+  [[nodiscard]] int32_t take(const Model* from) { return VerifyCopyModel(env_, level_, from, &model); }
+
+  Model model{};
+
+ private:
+  Env* env_;
+  int32_t level_;
+};
+
+// The working copies are symmetric, transposes of each other, and packed in the model.
+int32_t verifyInput(const Equations& e) {
+  const int32_t level = e.options->debugLevel;
+  const int32_t n = e.model->numCol;
+  const Presolver* p = e.p;
+  const SparseView columns{n, n, p->colBegin, p->colLength, p->rowIndex, p->matValue};
+  int32_t status = VerifySymMatrix(e.env, level, columns);
+  if (status != QZ_STATUS_OK) return status;
+  status = ipmVerifyRowMatrix(e.env, level, columns, {n, n, p->rowBegin, p->rowLength, p->colIndex, p->rowValue});
+  if (status != QZ_STATUS_OK) return status;
+  const Model* m = e.model;
+  return VerifySymMatrixFormat(e.env, level, {n, n, m->colBegin, m->colLength, m->rowIndex, m->matValue}, m->numCoef);
+}
+
+int32_t verifyReduced(const Equations& e, const Model* in) {
+  const int32_t level = e.options->debugLevel;
+  int32_t status = VerifyPresolveStructure(e.env, level, in, e.options, e.p);
+  if (status != QZ_STATUS_OK) return status;
+  const Model* m = e.model;
+  status = VerifySymMatrix(e.env, level, {m->numCol, m->numRow, m->colBegin, m->colLength, m->rowIndex, m->matValue});
+  return status != QZ_STATUS_OK ? status : VerifyPresolveValue(e.env, level, in, m, e.p);
+}
+
 }  // namespace
 
 int32_t eqnPresolve(Env* env, Model* model, IpmOption* options, Presolver* presolver) {
@@ -244,6 +286,11 @@ int32_t eqnPresolve(Env* env, Model* model, IpmOption* options, Presolver* preso
   if (presolver->noiseThreshold < kInfinity) removeNoiseA(env, model, presolver);
 
   const Equations equations{env, model, options, presolver};
+  InputCopy input(env, options->debugLevel);
+  status = input.take(model);
+  if (status != QZ_STATUS_OK) return status;
+  status = verifyInput(equations);
+  if (status != QZ_STATUS_OK) return status;
   status = sweep(equations);
   if (status != QZ_STATUS_OK) return status;
   if (presolver->numRemovedRow != presolver->numRemovedCol) return QZ_STATUS_FAILED;
@@ -251,7 +298,8 @@ int32_t eqnPresolve(Env* env, Model* model, IpmOption* options, Presolver* preso
   if (presolver->numRemovedRow == 0) return QZ_STATUS_OK;
   presolver->preControl = PRECONTROL_REDUCED;
   setMapping(env, model, presolver);
-  return reduceEquation(equations);
+  status = reduceEquation(equations);
+  return status != QZ_STATUS_OK ? status : verifyReduced(equations, &input.model);
 }
 
 }  // namespace qz

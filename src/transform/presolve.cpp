@@ -1,5 +1,7 @@
 #include "transform/presolve.h"
 
+#include "diagnostics/verify_matrix.h"
+#include "diagnostics/verify_presolve.h"
 #include "shell/log.h"
 #include "submodel/dual_shift.h"
 #include "submodel/reduction.h"
@@ -293,6 +295,19 @@ int32_t answerRest(const Presolve& s) {
   return (*s.model)->status;
 }
 
+// The working record once everything is numbered. Elements of removed columns stay in their own columns alone, and
+// those of removed rows in their own rows, so the two copies agree on what is kept.
+int32_t verifyStructure(const Presolve& s) {
+  const int32_t level = s.options->debugLevel;
+  const int32_t status = VerifyPresolveStructure(s.env, level, *s.model, s.options, s.presolver);
+  return status != QZ_STATUS_OK ? status : verifyWorkingCopies(s.env, level, *s.model, s.presolver);
+}
+
+int32_t verifyValue(const Presolve& s) {
+  if (s.presolver->preControl != PRECONTROL_REDUCED) return QZ_STATUS_OK;
+  return VerifyPresolveValue(s.env, s.options->debugLevel, s.presolver->inModel, *s.model, s.presolver);
+}
+
 void forgetBigDuals(SubModel* submodel) {
   if (submodel == nullptr) return;
   submodel->numBigDual = 0;
@@ -310,10 +325,12 @@ int32_t finishRules(const Presolve& s) {
   MapSubmodel(s.env, s.submodel, s.presolver);
   status = decideControl(s);
   if (status != QZ_STATUS_OK) return status;
+  status = verifyStructure(s);
+  if (status != QZ_STATUS_OK) return status;
   collectStatistics(s);
   status = buildResult(s);
   reportPresolve(s);
-  return status;
+  return status != QZ_STATUS_OK ? status : verifyValue(s);
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "transform/presolve_disabled.h"
 
+#include "diagnostics/verify_presolve.h"
 #include "shell/log.h"
 #include "transform/free_columns.h"
 #include "transform/free_system.h"
@@ -44,7 +45,8 @@ int32_t ipmPresolveDisabled(Env* env, Model* model, IpmOption* options, Presolve
   status = NewSolution(env, solutionIn, model->numRow, appended + model->numCol, model->solPrimal, model->solDual);
   if (status != QZ_STATUS_OK) return status;
   *solutionOut = *solutionIn;
-  return system ? answerFreeSystem(env, model, options, presolver, *solutionIn, 0) : QZ_STATUS_OK;
+  if (system) return answerFreeSystem(env, model, options, presolver, *solutionIn, 0);
+  return VerifyPresolveDisabled(env, options->debugLevel, model, options, hub);
 }
 
 }  // namespace qz

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "diagnostics/verify_matrix.h"
 #include "shell/pool.h"
 #include "transform/sparse_helpers.h"
 
@@ -104,7 +105,7 @@ void freeRowCopy(QzPool* pool, Presolver& p) {
 
 }  // namespace
 
-int32_t CreatePresolver(Env* env, const Model* model, const IpmOption*, Presolver* presolver) {
+int32_t CreatePresolver(Env* env, const Model* model, const IpmOption* options, Presolver* presolver) {
   Presolver& p = *presolver;
   p.typeModel = model->typeModel;
   p.numRemovedRow = p.numRemovedCol = p.numRemovedElement = p.numRemovedQuadElement = p.numChangeRange = 0;
@@ -115,6 +116,11 @@ int32_t CreatePresolver(Env* env, const Model* model, const IpmOption*, Presolve
   p.numPass = 0;
   p.maxPass = 100;
   int32_t status = copyConstraints(env, model, p);
+  if (status != QZ_STATUS_OK) return status;
+  status = ipmVerifyRowMatrix(
+      env, options->debugLevel,
+      {model->numCol, model->numRow, model->colBegin, model->colLength, model->rowIndex, model->matValue},
+      {model->numRow, model->numCol, p.rowBegin, p.rowLength, p.colIndex, p.rowValue});
   if (status != QZ_STATUS_OK) return status;
   status = copyQuadratic(env, model, p);
   if (status != QZ_STATUS_OK) return status;

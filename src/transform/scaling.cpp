@@ -57,7 +57,7 @@ void settleState(Env* env, const Model* model, Hub* hub, double balance) {
 // The factors while outliers are hidden; these come back whatever happens.
 int32_t scaleAroundOutliers(Env* env, Model* model, const IpmOption* options, Hub* hub, ObjectiveBalance& balance) {
   Outliers outliers;
-  int32_t status = hideOutliers(env, model, balance, outliers);
+  int32_t status = hideOutliers(env, options->debugLevel, model, balance, outliers);
   if (status != QZ_STATUS_OK) return status;
   status = computeFactors(env, model, options, hub);
   if (status != QZ_STATUS_OK) {
@@ -83,13 +83,11 @@ void scaleAlternateBounds(const Model* model, const IpmOption* options, Hub* hub
 int32_t ipmScale(Env* env, Model* model, IpmOption* options, Hub* hub, void*) {
   hub->objScale = 1.0;
   if (options->initOption == 1) return iplpScaleRow(env, model, hub);
-  if (model->typeModel == IPM_MODEL_QP) {
-    balanceQuadratic(env, model, hub);
-    return QZ_STATUS_OK;
-  }
+  if (model->typeModel == IPM_MODEL_QP) return balanceQuadratic(env, options->debugLevel, model, hub);
   ObjectiveBalance balance;
-  balanceObjective(env, model, balance);
-  int32_t status = scaleAroundOutliers(env, model, options, hub, balance);
+  int32_t status = balanceObjective(env, options->debugLevel, model, balance);
+  if (status != QZ_STATUS_OK) return status;
+  status = scaleAroundOutliers(env, model, options, hub, balance);
   if (status != QZ_STATUS_OK) return status;
   status = settleSmallData(env, model, options, hub);
   if (status != QZ_STATUS_OK) return status;

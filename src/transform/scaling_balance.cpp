@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "diagnostics/verify_distribution.h"
+
 namespace qz {
 
 namespace {
@@ -35,42 +37,49 @@ bool apart(const Quartiles& a, const Quartiles& b, double distance) {
 
 }  // namespace
 
-void balanceObjective(Env* env, Model* model, ObjectiveBalance& balance) {
+int32_t balanceObjective(Env* env, int32_t debugLevel, Model* model, ObjectiveBalance& balance) {
   balance.factor = 1.0;
   initDistribution(balance.matrix);
   initDistribution(balance.obj);
   getMatrixDistribution(env, model->numCol, model->colBegin, model->colLength, model->matValue, balance.matrix);
+  int32_t status = VerifyPdfMatrix(env, debugLevel, model, balance.matrix);
+  if (status != QZ_STATUS_OK) return status;
   const Quartiles matrix = quartilesOf(model->numCoef, balance.matrix);
   balance.matrixMedian = matrix.second;
   getVectorDistribution(env, model->numCol, model->obj, &balance.numObj, balance.obj);
+  status = VerifyPdfObj(env, debugLevel, model, balance.obj);
+  if (status != QZ_STATUS_OK) return status;
   const Quartiles costs = quartilesOf(balance.numObj, balance.obj);
-  if (costs.second <= kSmallestMedianCost || !apart(costs, matrix, kLinearDistance)) return;
+  if (costs.second <= kSmallestMedianCost || !apart(costs, matrix, kLinearDistance)) return QZ_STATUS_OK;
   balance.factor = std::clamp(matrix.second / costs.second, kFactorLow, kFactorHigh);
   for (int32_t j = 0; j < model->numCol; ++j) model->obj[j] *= balance.factor;
   initDistribution(balance.obj);
   getVectorDistribution(env, model->numCol, model->obj, &balance.numObj, balance.obj);
+  return VerifyPdfObj(env, debugLevel, model, balance.obj);
 }
 
-void balanceQuadratic(Env* env, Model* model, Hub* hub) {
+int32_t balanceQuadratic(Env* env, int32_t debugLevel, Model* model, Hub* hub) {
   hub->objScale = 1.0;
   Distribution matrix;
   Distribution diagonal;
   initDistribution(matrix);
   initDistribution(diagonal);
   getMatrixDistribution(env, model->numCol, model->colBegin, model->colLength, model->matValue, matrix);
+  const int32_t status = VerifyPdfMatrix(env, debugLevel, model, matrix);
+  if (status != QZ_STATUS_OK) return status;
   int32_t numDiagonal = 0;
   getVectorDistribution(env, model->numCol, model->quadDiag, &numDiagonal, diagonal);
-  if (numDiagonal < 1) return;
+  if (numDiagonal < 1) return QZ_STATUS_OK;
   const Quartiles a = quartilesOf(model->numCoef, matrix);
   const Quartiles d = quartilesOf(numDiagonal, diagonal);
-  if (!apart(a, d, kQuadraticDistance)) return;
+  if (!apart(a, d, kQuadraticDistance)) return QZ_STATUS_OK;
   double factor = 0.0;
   if (a.second > kSmallestMedianElement) {
     factor = std::clamp(a.second / d.second, kFactorLow, kFactorHigh);
   } else {
     // Without a matrix to compare with only a diagonal that is extreme by itself is brought to 1.
     factor = 1.0 / d.second;
-    if (kFactorLow < factor && factor < kFactorHigh) return;
+    if (kFactorLow < factor && factor < kFactorHigh) return QZ_STATUS_OK;
   }
   hub->scaleState = 1;
   hub->objScale = factor;
@@ -81,6 +90,7 @@ void balanceQuadratic(Env* env, Model* model, Hub* hub) {
     const int32_t begin = model->quadColBegin[j];
     for (int32_t k = begin; k < begin + model->quadColLength[j]; ++k) model->quadMatValue[k] *= factor;
   }
+  return QZ_STATUS_OK;
 }
 
 }  // namespace qz

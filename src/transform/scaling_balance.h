@@ -19,11 +19,12 @@ struct ObjectiveBalance {
 };
 
 // When all three quartiles of the costs exceed those of the matrix a hundred times, or the other way round, the costs
-// are multiplied by the quotient of the medians, within 1e-6 and 1e6. A median cost of 1e-6 or less is left alone.
-void balanceObjective(Env* env, Model* model, ObjectiveBalance& balance);
+// are multiplied by the quotient of the medians, within 1e-6 and 1e6. A median cost of 1e-6 or less is left
+// alone. 0, or what the checks of the distributions say at a debug level.
+[[nodiscard]] int32_t balanceObjective(Env* env, int32_t debugLevel, Model* model, ObjectiveBalance& balance);
 
 // The same between the quadratic diagonal and the matrix, with a tenfold distance: linear and quadratic costs are
-// multiplied, scaleState becomes 1 and objScale the factor; otherwise hub gets objScale 1 alone.
-void balanceQuadratic(Env* env, Model* model, Hub* hub);
+// multiplied, scaleState becomes 1 and objScale the factor; otherwise hub gets objScale 1 alone. Returns as above.
+[[nodiscard]] int32_t balanceQuadratic(Env* env, int32_t debugLevel, Model* model, Hub* hub);
 
 }  // namespace qz

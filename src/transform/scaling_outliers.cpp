@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "diagnostics/verify_distribution.h"
 #include "shell/log.h"
 
 namespace qz {
@@ -53,19 +54,22 @@ int32_t allocate(QzPool* pool, int32_t number, Outliers& outliers) {
 
 }  // namespace
 
-int32_t hideOutliers(Env* env, Model* model, ObjectiveBalance& balance, Outliers& outliers) {
+int32_t hideOutliers(Env* env, int32_t debugLevel, Model* model, ObjectiveBalance& balance, Outliers& outliers) {
   int32_t numRhs = 0;
   addDistribution(balance.obj, balance.matrix);
   getVectorDistribution(env, model->numRow, model->rhs, &numRhs, balance.matrix);
   const int32_t count = model->numCoef + balance.numObj + numRhs;
+  int32_t status = VerifyPdfAll(env, debugLevel, model, balance.matrix);
+  if (status != QZ_STATUS_OK) return status;
   int32_t numRight = 0;
   int32_t numLeft = 0;
   double rightCutoff = 0.0;
   double leftCutoff = 0.0;
   const int32_t number = countOutlier(env, count, &numRight, &numLeft, &rightCutoff, &leftCutoff, balance.matrix);
   if (number < 0) return QZ_STATUS_FAILED;
-  if (number == 0) return QZ_STATUS_OK;
-  const int32_t status = allocate(env->pool, number, outliers);
+  status = VerifyOutlier(env, debugLevel, model, numRight, numLeft, rightCutoff, leftCutoff);
+  if (status != QZ_STATUS_OK || number == 0) return status;
+  status = allocate(env->pool, number, outliers);
   if (status != QZ_STATUS_OK) return status;
   Collector collector{outliers, leftCutoff, rightCutoff, balance.matrixMedian};
   collect(model, collector);

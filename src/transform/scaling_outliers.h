@@ -22,7 +22,8 @@ struct Outliers {
 // Finds the outliers of matrix, costs and right-hand sides together, overwrites each with the matrix median, and keeps
 // them. balance.matrix takes the other two distributions in. 0; -1086; 10, with a message, when the scan does not find
 // as many as the histogram counted: nothing is hidden then.
-[[nodiscard]] int32_t hideOutliers(Env* env, Model* model, ObjectiveBalance& balance, Outliers& outliers);
+[[nodiscard]] int32_t hideOutliers(Env* env, int32_t debugLevel, Model* model, ObjectiveBalance& balance,
+                                   Outliers& outliers);
 
 // Puts the outliers back, each times the factors of its place. Null factors stand for 1.
 void restoreOutliers(Model* model, const Outliers& outliers, const double* rowScale, const double* colScale,
