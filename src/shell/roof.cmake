@@ -10,6 +10,7 @@ qz_module_library(qz_shell
   shell/crossover.cpp
   shell/remeasure.cpp
   diagnostics/export.cpp
+  diagnostics/export.cpp
   DEPENDS qz_engine qz_verify_shift qz_verify)
 
 # The entries under names that all modules of the family share.
