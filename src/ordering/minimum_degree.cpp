@@ -69,12 +69,11 @@ int32_t orderGroups(QuotientGraph& graph, int32_t* groupOrder) {
   return LA_OK;
 }
 
-}  // namespace
-
-int32_t nd_amd(int32_t n, int32_t* listStart, int32_t* iw, int32_t* listLen, int32_t iwCapacity, int32_t freePos,
-               int32_t* nodeCount, int32_t* nextInList, int32_t* prevInList, int32_t* bucketHead, int32_t* elementCount,
-               int32_t* approxDegree, int32_t* stamp, int32_t removeDenseByLog, int32_t problemKind,
-               int32_t isFallback) {
+// The arrays of an engine's argument list, in the order that nd_amd and nd_amf give them. fillScore is null in nd_amd.
+QuotientGraph graphOn(int32_t n, int32_t* listStart, int32_t* iw, int32_t* listLen, int32_t iwCapacity, int32_t freePos,
+                      int32_t* nodeCount, int32_t* nextInList, int32_t* prevInList, int32_t* bucketHead,
+                      int32_t* elementCount, int32_t* approxDegree, int32_t* stamp, int32_t* fillScore,
+                      int32_t problemKind) {
   QuotientGraph graph{};
   graph.n = n;
   graph.iwCapacity = iwCapacity;
@@ -89,7 +88,19 @@ int32_t nd_amd(int32_t n, int32_t* listStart, int32_t* iw, int32_t* listLen, int
   graph.elementCount = elementCount;
   graph.approxDegree = approxDegree;
   graph.stamp = stamp;
+  graph.fillScore = fillScore;
   graph.problemKind = problemKind;
+  return graph;
+}
+
+}  // namespace
+
+int32_t nd_amd(int32_t n, int32_t* listStart, int32_t* iw, int32_t* listLen, int32_t iwCapacity, int32_t freePos,
+               int32_t* nodeCount, int32_t* nextInList, int32_t* prevInList, int32_t* bucketHead, int32_t* elementCount,
+               int32_t* approxDegree, int32_t* stamp, int32_t removeDenseByLog, int32_t problemKind,
+               int32_t isFallback) {
+  QuotientGraph graph = graphOn(n, listStart, iw, listLen, iwCapacity, freePos, nodeCount, nextInList, prevInList,
+                                bucketHead, elementCount, approxDegree, stamp, nullptr, problemKind);
   return orderUngrouped(graph, removeDenseByLog, isFallback);
 }
 
@@ -97,22 +108,8 @@ int32_t nd_amf(int32_t n, int32_t* listStart, int32_t* iw, int32_t* listLen, int
                int32_t* nodeCount, int32_t* nextInList, int32_t* prevInList, int32_t* bucketHead, int32_t* elementCount,
                int32_t* approxDegree, int32_t* stamp, int32_t* fillScore, int32_t removeDenseByLog, int32_t problemKind,
                int32_t isFallback) {
-  QuotientGraph graph{};
-  graph.n = n;
-  graph.iwCapacity = iwCapacity;
-  graph.freePos = freePos;
-  graph.listStart = listStart;
-  graph.iw = iw;
-  graph.listLen = listLen;
-  graph.nodeCount = nodeCount;
-  graph.nextInList = nextInList;
-  graph.prevInList = prevInList;
-  graph.bucketHead = bucketHead;
-  graph.elementCount = elementCount;
-  graph.approxDegree = approxDegree;
-  graph.stamp = stamp;
-  graph.fillScore = fillScore;
-  graph.problemKind = problemKind;
+  QuotientGraph graph = graphOn(n, listStart, iw, listLen, iwCapacity, freePos, nodeCount, nextInList, prevInList,
+                                bucketHead, elementCount, approxDegree, stamp, fillScore, problemKind);
   return orderUngrouped(graph, removeDenseByLog, isFallback);
 }
 
@@ -120,23 +117,9 @@ int32_t nd_camf(int32_t n, int32_t* listStart, int32_t* iw, int32_t* listLen, in
                 const int32_t* groupId, int32_t* nodeCount, int32_t* prevInList, int32_t* nextInList,
                 int32_t* elementCount, int32_t* approxDegree, int32_t* stamp, int32_t* bucketHead, int32_t* fillScore,
                 int32_t* groupOrder, int32_t problemKind) {
-  QuotientGraph graph{};
-  graph.n = n;
-  graph.iwCapacity = iwCapacity;
-  graph.freePos = freePos;
-  graph.listStart = listStart;
-  graph.iw = iw;
-  graph.listLen = listLen;
-  graph.nodeCount = nodeCount;
-  graph.nextInList = nextInList;
-  graph.prevInList = prevInList;
-  graph.bucketHead = bucketHead;
-  graph.elementCount = elementCount;
-  graph.approxDegree = approxDegree;
-  graph.stamp = stamp;
-  graph.fillScore = fillScore;
+  QuotientGraph graph = graphOn(n, listStart, iw, listLen, iwCapacity, freePos, nodeCount, nextInList, prevInList,
+                                bucketHead, elementCount, approxDegree, stamp, fillScore, problemKind);
   graph.groupId = groupId;
-  graph.problemKind = problemKind;
   return orderGroups(graph, groupOrder);
 }
 

@@ -243,7 +243,7 @@ TEST(StaticPermAug, EveryRowThatCanIsPairedWithAColumn) {
   for (int round = 0; round < 300; ++round) {
     const auto leading = static_cast<int32_t>(random() % 20);
     const auto trailing = static_cast<int32_t>(random() % 20);
-    const auto n = static_cast<size_t>(leading + trailing);
+    const size_t n = static_cast<size_t>(leading) + static_cast<size_t>(trailing);
     Dense dense(n, std::vector<double>(n, kNoEntry));
     for (size_t i = 0; i < static_cast<size_t>(leading); ++i) {
       dense[i][i] = 1.0;
