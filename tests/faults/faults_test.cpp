@@ -6,6 +6,8 @@
 
 #include "host/faults.h"
 #include "host/pools.h"
+#include "host/service_table.h"
+#include "host/threads.h"
 #include "models/certificate.h"
 #include "models/generators.h"
 #include "models/solving.h"
@@ -154,6 +156,65 @@ TEST_F(Faults, ABreakAtEveryPollNormal) {
 }
 TEST_F(Faults, ABreakAtEveryPollOwnPresolve) {
   breakEveryPoll({{"presolve", 0}});
+}
+
+// Sets the cancel word of the calling thread at a poll, without asking to stop: the next analysis, factorisation or
+// solve finds it set.
+int cancelAtPoll(void* userData) {
+  auto* at = static_cast<BreakAt*>(userData);
+  QzThread* thread = qzhost::currentThread(qzhost::hostTable());
+  if (++at->seen == at->poll) thread->signal(thread, 0, 0);
+  return 0;
+}
+
+void cancelAtEveryPoll(const LinearProgram& program, std::initializer_list<Choice> choices) {
+  const Handle lp = newHandle();
+  ASSERT_NE(lp, nullptr);
+  for (const Choice& choice : choices) setOption(lp.get(), choice.name.c_str(), choice.value);
+  QzThread* thread = qzhost::currentThread(qzhost::hostTable());
+  int interrupted = 0;
+  for (int k = 1;; ++k) {
+    SCOPED_TRACE("poll " + std::to_string(k));
+    BreakAt at{k};
+    ASSERT_EQ(qzlp_setBreakCallback(lp.get(), cancelAtPoll, &at), QZLP_OK);
+    const Answer answer = solveIn(lp.get(), program);
+    thread->signal(thread, 1, 0);
+    ASSERT_EQ(qzlp_setBreakCallback(lp.get(), nullptr, nullptr), QZLP_OK);
+    if (at.seen < k) {
+      EXPECT_EQ(answer.status, QZLP_STATUS_OPTIMAL);
+      break;
+    }
+    if (k == 1) {
+      EXPECT_EQ(answer.status, QZLP_STATUS_INTERRUPTED) << "the ordering comes behind the first poll";
+    }
+    // Behind the last factorisation nobody looks at the word any more.
+    ASSERT_TRUE(answer.status == QZLP_STATUS_INTERRUPTED || answer.status == QZLP_STATUS_OPTIMAL) << answer.log;
+    ASSERT_EQ(answer.returnCode, QZLP_OK);
+    interrupted += answer.status == QZLP_STATUS_INTERRUPTED ? 1 : 0;
+  }
+  EXPECT_GE(interrupted, 5);
+  expectSolves(lp.get(), program);
+}
+
+// Models whose augmented systems differ in their average degree, by which the ordering is chosen: with 3 and 9 entries
+// a column the dissection (3.58 and 10.4), with 4 minimum fill (4.63), with 6 minimum degree (7.03).
+LinearProgram ofDegree(int entriesPerColumn) {
+  Recipe recipe;
+  recipe.numRow = 60;
+  recipe.numCol = 90;
+  recipe.entriesPerColumn = entriesPerColumn;
+  return knownOptimum(recipe, static_cast<uint64_t>(entriesPerColumn)).program;
+}
+
+TEST_F(Faults, ACancelledThreadEndsTheSolveAugmented) {
+  for (const int entries : {3, 4, 6, 9}) {
+    SCOPED_TRACE(entries);
+    cancelAtEveryPoll(ofDegree(entries), {});
+  }
+}
+TEST_F(Faults, ACancelledThreadEndsTheSolveNormal) {
+  if (!hasNormalEquations()) GTEST_SKIP() << "this build's solver has no normal equations";
+  cancelAtEveryPoll(mixed(), {{"method", 1}});
 }
 
 TEST_F(Faults, NoIterationsGiveTheIterationLimit) {
