@@ -4,6 +4,7 @@
 
 #include "diagnostics/verify_model.h"
 #include "diagnostics/verify_submodel.h"
+#include "engine/control.h"
 #include "engine/engine_state.h"
 #include "engine/iteration.h"
 #include "engine/kept_direction.h"
@@ -15,27 +16,19 @@
 #include "shell/pool.h"
 #include "shell/reporting.h"
 #include "submodel/big_data.h"
+#include "submodel/restoration.h"
 #include "submodel/sub_matrix.h"
 #include "submodel/submodel.h"
 #include "submodel/submodel_trace.h"
+#include "transform/reduced_model.h"
 
 namespace qz {
 
 namespace {
 
-// What one solve keeps.
-struct Control {
-  Env* env;
-  Model* model;
-  IpmOption* option;
-  Hub* hub;
-  Solution* solution;
-  IPM_timer* timer;
-  Ipm* ipm;
-  SubModel* submodel;
-};
-
 int32_t createState(Control& control) {
+  control.innerHub = poolAllocateZero<Hub>(control.env->pool, 1);
+  if (control.innerHub == nullptr) return QZ_STATUS_OUT_OF_MEMORY;
   control.ipm = NewIpm(control.env, control.model, control.timer);
   if (control.ipm == nullptr) return QZ_STATUS_OUT_OF_MEMORY;
   ipmGetOption(control.ipm, control.option);
@@ -127,30 +120,61 @@ int32_t setUp(Control& control) {
 int32_t verifyAnswer(const Control& control) {
   const Model* model = control.model;
   const int32_t level = control.option->debugLevel;
-  int32_t status = VerifyBigList(control.env, level, control.submodel);
-  if (status != QZ_STATUS_OK || (model->status != QZ_STATUS_OPTIMAL && model->status != QZ_STATUS_NEAR_OPTIMAL))
-    return status;
-  status = VerifyModelPrimal(control.env, level, model, control.option, control.solution);
+  if (model->status != QZ_STATUS_OPTIMAL && model->status != QZ_STATUS_NEAR_OPTIMAL) return QZ_STATUS_OK;
+  int32_t status = VerifyModelPrimal(control.env, level, model, control.option, control.solution);
   if (status != QZ_STATUS_OK) return status;
   status = VerifyModelBound(control.env, level, model, control.option, control.solution);
   if (status != QZ_STATUS_OK) return status;
   return VerifyModelDual(control.env, level, model, control.option, control.solution);
 }
 
-// Iterates. Without submodels there is nothing to reduce and nothing to recover, so one run of the iteration decides.
-int32_t iterate(Control& control) {
+int32_t finishAnswer(const Control& control) {
+  const int32_t status = VerifyBigList(control.env, control.option->debugLevel, control.submodel);
+  if (status != QZ_STATUS_OK) return status;
+  CleanSubComplem(control.solution, control.submodel, control.model, control.option);
+  return verifyAnswer(control);
+}
+
+// The loop, from the first run of the iteration to the result.
+int32_t runLoop(Control& control) {
   control.ipm->stopState = STOP_ITERATE;
-  const int32_t status = ipmMethod(control.ipm, control.hub, control.submodel);
-  control.model->status = status;
-  if (control.hub->routeSubmodel != ROUTE_INACTIVE && control.hub->routeSubmodel != ROUTE_INVITRO) {
-    logText(control.env->log, QZ_LOG_DEBUG,
-            L"Error ipmSolve: out of resource, routeSubmodel=%d should be either INACTIVE or INVITRO",
-            control.hub->routeSubmodel);
-    return QZ_STATUS_FAILED;
+  Next next = goTo(Stage::kIterate);
+  while (next.stage != Stage::kLeave) {
+    switch (next.stage) {
+      case Stage::kIterate:
+        next = iterateModel(control);
+        break;
+      case Stage::kReduce:
+        next = reduceToSubmodel(control);
+        break;
+      case Stage::kRecover:
+        next = recoverModel(control);
+        break;
+      default:
+        next = restartIteration(control);
+        break;
+    }
   }
-  const bool failed =
-      status == QZ_STATUS_OUT_OF_MEMORY || status == QZ_STATUS_INTERRUPTED || status == QZ_STATUS_FAILED;
-  return failed ? status : verifyAnswer(control);
+  return next.result;
+}
+
+// A solve that failed on the way may still hold a reduced model.
+void restoreOuter(Control& control) {
+  if (control.presolver == nullptr || control.presolver->inModel == nullptr) return;
+  FreeReducedModel(control.env, &control.model, control.presolver->inModel);
+  control.model = control.presolver->inModel;
+  control.presolver->inModel = nullptr;
+}
+
+void releaseRecords(Control& control) {
+  if (control.ipm != nullptr) {
+    FreeIpm(control.ipm);
+    poolFree(control.env->pool, control.ipm);
+  }
+  dropReduction(control);
+  control.outerPoint.release();
+  FreeSubModel(control.env, &control.submodel);
+  FreeHub(control.env, &control.innerHub);
 }
 
 void crossCheck(Control& control) {
@@ -163,21 +187,13 @@ void crossCheck(Control& control) {
 }
 
 int32_t leave(Control& control, int32_t result) {
-  Env* env = control.env;
-  Ipm* ipm = control.ipm;
-  getSolverStat(control.model, ipm);
+  getSolverStat(control.model, control.ipm);
+  restoreOuter(control);
   crossCheck(control);
-  if (ipm != nullptr) {
-    ldlCleanUp(env, ipm->laEnv, &ipm->ldlFactor, &ipm->ldlMemory);
-    chCleanUp(env, ipm->laEnv, &ipm->cholFactor, &ipm->cholMemory);
-  }
+  if (control.ipm != nullptr) freeFactors(control);
   if (result == QZ_STATUS_OK && control.option->crossover != 0)
-    result = recordDirection(ipm, control.model, control.hub, control.submodel);
-  if (ipm != nullptr) {
-    FreeIpm(ipm);
-    poolFree(env->pool, control.ipm);
-  }
-  FreeSubModel(env, &control.submodel);
+    result = recordDirection(control.ipm, control.model, control.hub, control.submodel);
+  releaseRecords(control);
   if (result != QZ_STATUS_OK) control.model->status = result;
   return result;
 }
@@ -231,12 +247,46 @@ int32_t crossCheckInfeasible(const Model* model, double dualInfeas, double tolDu
   return checked;
 }
 
+Next iterateModel(Control& control) {
+  control.model->status = ipmMethod(control.ipm, control.hub, control.submodel);
+  if (control.presolver != nullptr) return goTo(Stage::kRecover);
+  const int32_t route = control.hub->routeSubmodel;
+  if (route != ROUTE_INACTIVE && route != ROUTE_INVITRO) {
+    logText(control.env->log, QZ_LOG_DEBUG,
+            L"Error ipmSolve: out of resource, routeSubmodel=%d should be either INACTIVE or INVITRO", route);
+    return leaveWith(QZ_STATUS_FAILED);
+  }
+  return endRun(control, control.model->status);
+}
+
+Next endRun(Control& control, int32_t status) {
+  switch (status) {
+    case QZ_STATUS_RESTART:
+      return goTo(Stage::kReduce);
+    case QZ_STATUS_OUT_OF_MEMORY:
+    case QZ_STATUS_INTERRUPTED:
+    case QZ_STATUS_FAILED:
+      return leaveWith(status);
+    case QZ_STATUS_TIME_LIMIT:
+    case QZ_STATUS_ITERATION_LIMIT:
+      return leaveWith(QZ_STATUS_OK);
+    default:
+      return leaveWith(finishAnswer(control));
+  }
+}
+
 int32_t ipmSolve(Env* env, Model* model, IpmOption* option, Hub* hub, Solution* solution, IPM_timer* timer) {
-  Control control{env, model, option, hub, solution, timer, nullptr, nullptr};
+  Control control{};
+  control.env = env;
+  control.model = model;
+  control.option = option;
+  control.hub = hub;
+  control.solution = solution;
+  control.timer = timer;
   int32_t result = setUp(control);
   if (result == QZ_STATUS_OK) {
     printHeader(control);
-    result = iterate(control);
+    result = runLoop(control);
   }
   return leave(control, result);
 }

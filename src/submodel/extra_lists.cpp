@@ -1,7 +1,6 @@
 #include "submodel/extra_lists.h"
 
 #include <algorithm>
-#include <cmath>
 
 #include "engine/engine_state.h"
 #include "shell/log.h"
@@ -141,33 +140,26 @@ int32_t getSubRowSlack(Env* env, Model* model, const Presolver* presolver, const
 int32_t getSubDualSlack(Env* env, const Model* model, const Presolver* presolver, const SubModel* submodel,
                         Solution* solution, const IpmOption* options) {
   if (submodel == nullptr) return QZ_STATUS_OK;
+  for (int32_t k = 0; k < submodel->numColExtra; ++k) {
+    const int32_t j = submodel->idxColExtra[k];
+    if (presolver->colMap[j] == COLMAP_EMPTY || presolver->colMap[j] == COLMAP_FIXED) continue;
+    logText(env->log, QZ_LOG_DEBUG, L"Error getSubDualSlack: column %d status should be COLMAP_EMPTY.", j);
+    return QZ_STATUS_FAILED;
+  }
+  return updateExtraDuals(env, model, submodel, solution, options);
+}
+
+int32_t updateExtraDuals(Env* env, const Model* model, const SubModel* submodel, Solution* solution,
+                         const IpmOption* options) {
+  if (submodel == nullptr || submodel->numColExtra <= 0) return QZ_STATUS_OK;
   PoolArray<double> gradient;
   const int32_t status = makeGradient(env, model, solution->primal, gradient);
   if (status != QZ_STATUS_OK) return status;
   for (int32_t k = 0; k < submodel->numColExtra; ++k) {
     const int32_t j = submodel->idxColExtra[k];
-    if (presolver->colMap[j] != COLMAP_EMPTY && presolver->colMap[j] != COLMAP_FIXED) {
-      logText(env->log, QZ_LOG_DEBUG, L"Error getSubDualSlack: column %d status should be COLMAP_EMPTY.", j);
-      return QZ_STATUS_FAILED;
-    }
     setFromReducedCost(solution, model, j, gradient[j] - columnTimes(model, j, solution->dual), options->infinityValue);
   }
   return QZ_STATUS_OK;
-}
-
-bool extraColumnsRest(const Model* model, const SubModel* submodel, const Solution* solution,
-                      const IpmOption* options) {
-  if (submodel == nullptr) return true;
-  double gap = 0.0;
-  for (int32_t k = 0; k < submodel->numColExtra; ++k) {
-    const int32_t j = submodel->idxColExtra[k];
-    const double lowerDual = solution->lowerDual[j];
-    const double upperDual = solution->upperDual[j];
-    if (model->lower[j] <= -options->infinityValue && lowerDual > options->tolDual) return false;
-    if (model->upper[j] >= options->infinityValue && upperDual > options->tolDual) return false;
-    gap += std::fabs(lowerDual * solution->lowerSlack[j]) + std::fabs(upperDual * solution->upperSlack[j]);
-  }
-  return gap <= options->tolOptimality * (1.0 + std::fabs(model->objValue));
 }
 
 void initExtra(Ipm* ipm, const SubModel* submodel) {

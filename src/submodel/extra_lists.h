@@ -26,10 +26,9 @@ namespace qz {
 [[nodiscard]] int32_t getSubDualSlack(Env* env, const Model* model, const Presolver* presolver,
                                       const SubModel* submodel, Solution* solution, const IpmOption* options);
 
-// True when every extra column rests as its reduced cost asks: in the sum of slack times dual no more than
-// tolOptimality of 1 + |objective|, and no dual above tolDual where there is no bound.
-[[nodiscard]] bool extraColumnsRest(const Model* model, const SubModel* submodel, const Solution* solution,
-                                    const IpmOption* options);
+// The same for the lists as they stand, once the row duals have changed. 0, -1086 or 10.
+[[nodiscard]] int32_t updateExtraDuals(Env* env, const Model* model, const SubModel* submodel, Solution* solution,
+                                       const IpmOption* options);
 
 // Gives the extras that are back in the engine's model a positive start: slacks at least 100 tolPrimal, duals at least
 // 100 tolDual, both at least 1e-4, where they are not positive.

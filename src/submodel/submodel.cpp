@@ -80,6 +80,29 @@ bool HasRowSub(const SubModel* submodel) {
          submodel->rowMatValueSub != nullptr || submodel->rhsSub != nullptr || submodel->rowSenseSub != nullptr;
 }
 
+void clearBigValues(SubModel* submodel) {
+  if (submodel == nullptr) return;
+  SubModel& s = *submodel;
+  s.bBigVar = s.bBigBoundSlack = s.bBigIneqnSlack = s.bBigDual = s.bBigBoundDual = 0;
+  s.planBigVar = s.planBigBoundSlack = s.planBigIneqnSlack = s.planBigDual = s.planBigBoundDual = 0;
+  clearIdleKinds(submodel);
+}
+
+void clearIdleKinds(SubModel* submodel) {
+  if (submodel == nullptr) return;
+  const auto clearIdle = [](int32_t flag, int32_t& count, int32_t& previous, double& movement) {
+    if (flag != 0) return;
+    count = previous = 0;
+    movement = 0.0;
+  };
+  SubModel& s = *submodel;
+  clearIdle(s.bBigVar, s.numBigVar, s.prevBigVar, s.deltaX);
+  clearIdle(s.bBigBoundSlack, s.numBigBoundSlack, s.prevBigBoundSlack, s.deltaBound);
+  clearIdle(s.bBigIneqnSlack, s.numBigIneqnSlack, s.prevBigIneqnSlack, s.deltaRow);
+  clearIdle(s.bBigDual, s.numBigDual, s.prevBigDual, s.deltaY);
+  clearIdle(s.bBigBoundDual, s.numBigBoundDual, s.prevBigBoundDual, s.deltaColumn);
+}
+
 void FreeSubModel(Env* env, SubModel** submodel) {
   if (submodel == nullptr || *submodel == nullptr) return;
   QzPool* pool = env->pool;

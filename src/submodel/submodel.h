@@ -98,6 +98,10 @@ void FreeColSub(Env* env, SubModel* submodel);
 void FreeRowSub(Env* env, SubModel* submodel);
 // True when an array of the row-wise sub-matrix exists.
 [[nodiscard]] bool HasRowSub(const SubModel* submodel);
+// Nothing is big, acted on or wished for: counts, those of the pass before, movements, action and plan flags become 0.
+void clearBigValues(SubModel* submodel);
+// The same counts and movements of the kinds on which nothing has acted; their lists are void.
+void clearIdleKinds(SubModel* submodel);
 // Frees every array and the record and clears the pointer.
 void FreeSubModel(Env* env, SubModel** submodel);
 

@@ -187,28 +187,9 @@ TEST_F(ExtraLists, AColumnRemovedOtherwiseIsAnError) {
   EXPECT_EQ(dualSlack(), QZ_STATUS_FAILED);
   EXPECT_TRUE(host.loggedText("Error getSubDualSlack: column %d status should be COLMAP_EMPTY."));
   EXPECT_EQ(getSubDualSlack(env, &test->model, &presolver, nullptr, &test->solution, &test->option), 0);
+  colMap[0] = COLMAP_EMPTY;
   test->model.typeModel = 7;
   EXPECT_EQ(dualSlack(), QZ_STATUS_FAILED);
-}
-
-TEST_F(ExtraLists, ColumnsRestWhereTheirDualsAndSlacksMatch) {
-  makeMapped({0, 1, 2}, {COLMAP_EMPTY, 0, 1, COLMAP_EMPTY});
-  listCols({0, 3});
-  test->model.objValue = 9.0;  // a gap of 1e-5 is within tolerance
-  const auto rest = [&] { return extraColumnsRest(&test->model, submodel, &test->solution, &test->option); };
-  EXPECT_TRUE(rest());
-  ipm->lowerDual[0] = 0.5;
-  ipm->lowerSlack[0] = 1.9e-5;
-  EXPECT_TRUE(rest());
-  ipm->upperDual[3] = 1e-6;
-  ipm->upperSlack[3] = 1.0;
-  EXPECT_FALSE(rest());
-  ipm->upperDual[3] = 0.0;
-  ipm->lowerDual[3] = 1e-6;  // no lower bound
-  EXPECT_TRUE(rest());
-  ipm->lowerDual[3] = 2e-6;
-  EXPECT_FALSE(rest());
-  EXPECT_TRUE(extraColumnsRest(&test->model, nullptr, &test->solution, &test->option));
 }
 
 TEST_F(ExtraLists, ReturningExtrasGetAPositiveStart) {
