@@ -128,6 +128,7 @@ int32_t verifyAnswer(const Control& control) {
   return VerifyModelDual(control.env, level, model, control.option, control.solution);
 }
 
+// The verdict of the outer model, cleaned of the partners of what was taken out.
 int32_t finishAnswer(const Control& control) {
   const int32_t status = VerifyBigList(control.env, control.option->debugLevel, control.submodel);
   if (status != QZ_STATUS_OK) return status;

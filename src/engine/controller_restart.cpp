@@ -1,3 +1,4 @@
+#include "diagnostics/verify_submodel.h"
 #include "engine/augmented_system.h"
 #include "engine/control.h"
 #include "engine/engine_state.h"
@@ -31,12 +32,14 @@ int32_t rebuildSystem(Ipm* ipm) {
 Next restartIteration(Control& c) {
   Ipm* ipm = c.ipm;
   AnalyzeIpm(ipm);
+  int32_t status = VerifyStatistics(ipm, c.option->debugLevel);
+  if (status != QZ_STATUS_OK) return leaveWith(status);
   ipmSetParam(ipm, c.option, c.hub);
   // What a run on another model has left would end this one on its first pass.
   ipm->stopState = STOP_ITERATE;
   ipm->maxPrimal = ipm->maxDual = 0.0;
   if (c.hub->extraListActive != 0) initExtra(ipm, c.submodel);
-  const int32_t status = rebuildSystem(ipm);
+  status = rebuildSystem(ipm);
   if (status != QZ_STATUS_OK) return leaveWith(status);
   initInternal(ipm);
   if (c.presolver == nullptr) c.outerPoint.release();
