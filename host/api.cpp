@@ -12,6 +12,7 @@
 #include "host/log_sink.h"
 #include "host/option_store.h"
 #include "host/pools.h"
+#include "host/quadratic_solve.h"
 #include "host/service_table.h"
 #include "qzipsolve/instance.h"
 #include "qzipsolve/status.h"
@@ -119,19 +120,29 @@ int judge(qzlp* lp, int32_t status) {
   return fail(lp, QZLP_ERROR_MEMORY, lp->sink.lastError.empty() ? kShortOfMemory : lp->sink.lastError);
 }
 
+// A linear model goes through the module's entry, a quadratic one to the core.
+int32_t runSolver(qzlp* lp) {
+  struct Solving {
+    bool& flag;
+    explicit Solving(bool& itsFlag) : flag(itsFlag) { flag = true; }
+    ~Solving() { flag = false; }
+  } const solving(lp->solving);
+  if (!lp->model->quadratic.empty()) return solveQuadratic(*lp->model, lp->options, &lp->sink.log);
+  return lp->instance->iplpMain(lp->instance, &lp->model->record, lp->options);
+}
+
 int solve(qzlp* lp) {
   if (lp->model == nullptr) return fail(lp, QZLP_ERROR_STATE, "no model was loaded");
   LpRecord& record = lp->model->record;
   clearAnswer(*lp->model);
+  lp->solved = false;
   lp->instance->resetLpOptions(lp->options);
   applyOptions(lp->values, lp->options);
   record.checkSolverBreak = lp->breakCallback != nullptr ? askBreak : nullptr;
   record.callerDataStruct = lp->breakCallback != nullptr ? lp : nullptr;
   lp->sink.lastError.clear();
   clearLoaderError();
-  lp->solving = true;
-  const int32_t status = lp->instance->iplpMain(lp->instance, &record, lp->options);
-  lp->solving = false;
+  const int32_t status = runSolver(lp);
   // The call's result leads; a solve that decided nothing has failed.
   record.status = status == QZ_STATUS_OK ? QZ_STATUS_FAILED : status;
   lp->solved = true;
@@ -195,6 +206,16 @@ int qzlp_loadModel(qzlp* lp, const qzlp_model* model) {
     const std::string error = takeModel(*model, *data);
     if (!error.empty()) return fail(lp, QZLP_ERROR_MODEL, error);
     lp->model = std::move(data);
+    lp->solved = false;
+    return static_cast<int>(QZLP_OK);
+  });
+}
+
+int qzlp_loadQuadratic(qzlp* lp, const qzlp_quadratic* quadratic) {
+  return guarded(lp, [lp, quadratic] {
+    if (lp->model == nullptr) return fail(lp, QZLP_ERROR_STATE, "no model was loaded");
+    const std::string error = takeQuadratic(quadratic, *lp->model);
+    if (!error.empty()) return fail(lp, QZLP_ERROR_MODEL, "quadratic part: " + error);
     lp->solved = false;
     return static_cast<int>(QZLP_OK);
   });

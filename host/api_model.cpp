@@ -2,25 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
+
+#include "host/api_matrix.h"
 
 namespace qzhost {
 
 namespace {
-
-std::string shown(double value) {
-  char text[40];
-  std::snprintf(text, sizeof(text), "%.12g", value);
-  return text;
-}
-
-std::string element(const char* array, int64_t index) {
-  return std::string(array) + "[" + std::to_string(index) + "]";
-}
-
-std::string element(const char* array, int64_t index, double value) {
-  return element(array, index) + " is " + shown(value);
-}
 
 template <class T>
 std::vector<T> copied(const T* array, int64_t count, T filler) {
@@ -58,76 +45,18 @@ std::string checkNulls(const qzlp_model& model) {
   return {};
 }
 
-// Number of elements of column j by the caller's arrays.
-int64_t lengthOf(const qzlp_model& model, int32_t j) {
-  if (model.colLength != nullptr) return model.colLength[j];
-  return int64_t{model.colBegin[j + 1]} - model.colBegin[j];
-}
-
-std::string checkColumnPlace(const qzlp_model& model, int32_t j) {
-  const int64_t begin = model.colBegin[j];
-  const int64_t length = lengthOf(model, j);
-  if (begin < 0) return element("colBegin", j) + " is " + std::to_string(begin) + ", below 0";
-  if (length < 0 && model.colLength != nullptr)
-    return element("colLength", j) + " is " + std::to_string(length) + ", below 0";
-  if (length < 0)
-    return element("colBegin", j + 1) + " is " + std::to_string(model.colBegin[j + 1]) + ", below " +
-           element("colBegin", j) + " = " + std::to_string(begin);
-  if (begin + length > model.numCoef)
-    return "column " + std::to_string(j) + " reaches up to element " + std::to_string(begin + length) +
-           ", but numCoef is " + std::to_string(model.numCoef);
-  return {};
-}
-
-std::string checkElement(const qzlp_model& model, int32_t j, int64_t k, std::vector<int32_t>& lastColumn) {
-  const int32_t row = model.rowIndex[k];
-  const double value = model.matValue[k];
-  const std::string behind = " (column " + std::to_string(j) + ")";
-  if (row < 0 || row >= model.numRow)
-    return element("rowIndex", k) + " is " + std::to_string(row) + ", but the model has " +
-           std::to_string(model.numRow) + " rows" + behind;
-  if (lastColumn[static_cast<size_t>(row)] == j)
-    return element("rowIndex", k) + " is " + std::to_string(row) + ", a row that the column has already" + behind;
-  lastColumn[static_cast<size_t>(row)] = j;
-  if (!(std::fabs(value) < kInfinite))
-    return element("matValue", k, value) + ", not a finite number below 1e20" + behind;
-  return {};
-}
-
 // Checks the matrix and copies it, columns in their order without gaps.
-std::string takeMatrix(const qzlp_model& model, ModelData& out) {
-  std::vector<int32_t> lastColumn(static_cast<size_t>(model.numRow), -1);
-  int64_t total = 0;
-  for (int32_t j = 0; j < model.numCol; ++j) {
-    std::string error = checkColumnPlace(model, j);
-    if (!error.empty()) return error;
-    total += lengthOf(model, j);
-    // Columns that share elements may hold more than numCoef together.
-    if (total > INT32_MAX) return "the columns hold more than 2147483647 elements together";
-  }
-  out.rowIndex.reserve(static_cast<size_t>(total) + 1);
-  out.matValue.reserve(static_cast<size_t>(total) + 1);
-  out.colBegin.assign(static_cast<size_t>(model.numCol) + 1, 0);
-  out.colLength.assign(static_cast<size_t>(model.numCol) + 1, 0);
-  for (int32_t j = 0; j < model.numCol; ++j) {
-    const auto column = static_cast<size_t>(j);
-    const auto begin = static_cast<int32_t>(out.rowIndex.size());
-    const int64_t end = model.colBegin[j] + lengthOf(model, j);
-    for (int64_t k = model.colBegin[j]; k < end; ++k) {
-      std::string error = checkElement(model, j, k, lastColumn);
-      if (!error.empty()) return error;
-      if (std::fabs(model.matValue[k]) < kSmallestElement) continue;
-      out.rowIndex.push_back(model.rowIndex[k]);
-      out.matValue.push_back(model.matValue[k]);
-    }
-    out.colBegin[column] = begin;
-    out.colLength[column] = static_cast<int32_t>(out.rowIndex.size()) - begin;
-  }
-  out.record.numCoef = static_cast<int32_t>(out.rowIndex.size());
-  out.colBegin[static_cast<size_t>(model.numCol)] = out.record.numCoef;
-  out.rowIndex.push_back(0);  // so that the arrays are not empty
-  out.matValue.push_back(0.0);
-  return {};
+std::string takeCoefficients(const qzlp_model& model, ModelData& out) {
+  PackedMatrix packed;
+  std::string error = takeMatrix({model.numRow, model.numCol, model.numCoef, model.colBegin, model.colLength,
+                                  model.rowIndex, model.matValue, "matValue", "rows"},
+                                 packed);
+  out.rowIndex.swap(packed.rowIndex);
+  out.matValue.swap(packed.value);
+  out.colBegin.swap(packed.colBegin);
+  out.colLength.swap(packed.colLength);
+  out.record.numCoef = packed.numCoef;
+  return error;
 }
 
 double clipped(double value) {
@@ -239,7 +168,7 @@ void bindRecord(const qzlp_model& model, ModelData& out) {
 std::string takeModel(const qzlp_model& model, ModelData& out) {
   std::string error = checkHead(model);
   if (error.empty()) error = checkNulls(model);
-  if (error.empty()) error = takeMatrix(model, out);
+  if (error.empty()) error = takeCoefficients(model, out);
   if (error.empty()) error = takeColumns(model, out);
   if (error.empty()) error = takeRows(model, out);
   if (error.empty()) bindRecord(model, out);

@@ -10,6 +10,18 @@
 
 namespace qzhost {
 
+// The quadratic part 1/2 x'Qx of an objective: the diagonal of Q, and its strict lower triangle by columns, packed and
+// in rising order of the rows. Without a quadratic part all arrays are empty.
+struct QuadraticData {
+  std::vector<double> diag;                // numCol
+  std::vector<int32_t> colBegin;           // numCol + 1
+  std::vector<int32_t> colLength;          // numCol
+  std::vector<int32_t> rowIndex;           // one for each pair off the diagonal
+  std::vector<double> value;
+
+  bool empty() const { return diag.empty(); }
+};
+
 // Arrays of a record, each with at least one element, so that no pointer of the record is null.
 struct ModelData {
   LpRecord record{};
@@ -18,21 +30,23 @@ struct ModelData {
   std::vector<char> rowSense;
   std::vector<double> solPrimal, solDual, reducedCost, rowActivity;
   std::vector<uint8_t> colBasis, rowBasis;
+  QuadraticData quadratic;
 
   ModelData() = default;
   ModelData(const ModelData&) = delete;  // the record points into the arrays
   ModelData& operator=(const ModelData&) = delete;
 };
 
-// A bound or right-hand side from this magnitude on is infinite; it is stored as 1e30.
-constexpr double kInfinite = 1e20;
+// Infinite bounds and right-hand sides are stored as this.
 constexpr double kStoredInfinity = 1e30;
-// Smaller elements of the matrix are dropped.
-constexpr double kSmallestElement = 1e-20;
 
 // Checks the model and fills `out`, which must be new. Returns an error text, empty when the model is good; `out` is
 // of no use otherwise.
 std::string takeModel(const qzlp_model& model, ModelData& out);
+
+// Checks the quadratic part and puts it in the place of the one that `data` holds; null and Q = 0 leave none. Returns an
+// error text, empty when all is good; otherwise `data` stays as it was.
+std::string takeQuadratic(const qzlp_quadratic* quadratic, ModelData& data);
 
 // Clears the answer in the record and its arrays.
 void clearAnswer(ModelData& data);

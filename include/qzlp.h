@@ -1,4 +1,4 @@
-/* C API of the stand-alone library: load a linear program from arrays, solve it, read the answer.
+/* C API of the stand-alone library: load a linear or a convex quadratic program from arrays, solve it, read the answer.
  *
  *     qzlp* lp = qzlp_create();
  *     qzlp_model model = {...};
@@ -61,7 +61,7 @@ enum {
   QZLP_STATUS_INTERRUPTED = 12,     /* the break callback asked to stop */
   QZLP_STATUS_BOTH_INFEASIBLE = 14, /* neither a primal nor a dual point exists */
   QZLP_STATUS_NEAR_OPTIMAL = 15,    /* solved with reduced accuracy */
-  QZLP_STATUS_NOT_CONVEX = 1000,
+  QZLP_STATUS_NOT_CONVEX = 1000,    /* an eigenvalue of Q, of -Q when maximising, lies below -1e-4 */
   QZLP_STATUS_OUT_OF_MEMORY = -1086
 };
 
@@ -125,9 +125,39 @@ typedef struct qzlp_model {
   const double* range;      /* numRow entries, 0 but for R where it is at least 0; null when no row has sense R */
 } qzlp_model;
 
-/* Checks the model, copies it into the handle in place of the model before, and clears the answer. An error text names
- * the array, the index and the value at fault. Arrays that would have no entry may be null. */
+/* Checks the model, copies it into the handle in place of the model before and its quadratic part, and clears the
+ * answer. An error text names the array, the index and the value at fault. Arrays that would have no entry may be null. */
 QZLP_API int qzlp_loadModel(qzlp* lp, const qzlp_model* model);
+
+/* Which entries of a symmetric matrix the arrays hold. */
+enum {
+  QZLP_LOWER = 0, /* each pair once, in column j rows i >= j */
+  QZLP_UPPER = 1, /* each pair once, in column j rows i <= j */
+  QZLP_FULL = 2   /* both triangles; entries that mirror each other may differ by rounding, and their mean counts */
+};
+
+/* The quadratic part of the objective:
+ *
+ *   minimise or maximise  obj'x + 1/2 x'Q x + objConstant
+ *
+ * with a symmetric Q. The factor 1/2 is always there: x^2 is an entry 2 on the diagonal, and x*y is the pair of entries
+ * 1, of which a triangle holds one. Minimising, Q must be positive semi-definite; maximising, negative semi-definite;
+ * what is neither ends with QZLP_STATUS_NOT_CONVEX. Q stands by columns like the matrix of the model, with a row at most
+ * once in a column. Elements smaller than 1e-20 in magnitude are dropped. */
+typedef struct qzlp_quadratic {
+  int32_t form;             /* QZLP_LOWER, QZLP_UPPER or QZLP_FULL */
+  int32_t numCoef;          /* length of rowIndex and value, at least 0 */
+  const int32_t* colBegin;  /* numCol entries, or numCol + 1 when colLength is null; numCol is the model's */
+  const int32_t* colLength; /* numCol entries; null: column j ends where column j + 1 begins */
+  const int32_t* rowIndex;  /* numCoef entries, counted from 0 */
+  const double* value;      /* numCoef entries, magnitudes below 1e20 */
+} qzlp_quadratic;
+
+/* Checks Q, copies it into the loaded model in place of a quadratic part before, and clears the answer. Null takes the
+ * quadratic part away. With a Q other than 0 the option `method` is of no effect (the augmented system it is), nor is
+ * `crossover`. Entries on the wrong side of the diagonal for the form, and mirror entries that differ by more than 1e-9
+ * of their magnitude, are errors of the model. */
+QZLP_API int qzlp_loadQuadratic(qzlp* lp, const qzlp_quadratic* quadratic);
 
 /* Dimensions of the loaded model; 0 without one. */
 QZLP_API int32_t qzlp_numRow(const qzlp* lp);
@@ -194,7 +224,7 @@ QZLP_API int qzlp_status(const qzlp* lp);
 QZLP_API const char* qzlp_statusName(int status);
 
 /* Of the last solve; 0 before the first. */
-QZLP_API double qzlp_objective(const qzlp* lp);           /* obj'x + objConstant */
+QZLP_API double qzlp_objective(const qzlp* lp);           /* obj'x + 1/2 x'Q x + objConstant */
 QZLP_API int32_t qzlp_iterations(const qzlp* lp);         /* interior-point iterations */
 QZLP_API double qzlp_primalInfeasibility(const qzlp* lp); /* relative violation of the rows */
 QZLP_API double qzlp_dualInfeasibility(const qzlp* lp);   /* relative violation of the signs of the reduced costs */
@@ -208,7 +238,7 @@ QZLP_API int32_t qzlp_simplexIterations(const qzlp* lp); /* basis changes of the
 
 /* The solution arrays of the last solve, owned by the handle and valid until the next qzlp_loadModel, qzlp_solve or
  * qzlp_destroy; null before the first solve. Duals are of the objective as it stands in the model, also when
- * maximising: reducedCost = obj - A' dual. */
+ * maximising: reducedCost = obj + Q primal - A' dual. */
 QZLP_API const double* qzlp_primal(const qzlp* lp);      /* numCol entries */
 QZLP_API const double* qzlp_dual(const qzlp* lp);        /* numRow entries */
 QZLP_API const double* qzlp_reducedCost(const qzlp* lp); /* numCol entries */

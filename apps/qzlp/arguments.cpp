@@ -14,7 +14,8 @@ namespace qzlpApp {
 namespace {
 
 const char* const footer =
-    "FILE is a fixed or free MPS file or an LP file, plain, .gz or .bz2.\n"
+    "FILE is a fixed or free MPS file or an LP file, plain, .gz or .bz2. A quadratic objective is 1/2 x'Qx: in MPS\n"
+    "the sections QUADOBJ or QSECTION (one triangle of Q) or QMATRIX (both), in LP \"[ 2 x ^ 2 + 2 x * y ] / 2\".\n"
     "\n"
     "Exit codes: 0 optimal; 10 infeasible or unbounded; 20 stopped by a limit or by the user; 30 failed;\n"
     "2 bad usage or bad file.\n"
@@ -134,7 +135,7 @@ ExitCode exitCodeOf(int status) {
 
 std::optional<Arguments> parseArguments(int argc, const char* const* argv, int& exitCode) {
   Arguments arguments;
-  CLI::App app("Solves a linear program by an interior-point method.", "qzlp");
+  CLI::App app("Solves a linear or convex quadratic program by an interior-point method.", "qzlp");
   app.footer(footer);
   app.set_version_flag("--version", std::string("qzlp ") + qzlp_version());
   app.get_formatter()->column_width(34);

@@ -1,7 +1,8 @@
-// Front pass for LP files: an objective, constraints, and optional sections for bounds and kinds of variables.
+// Front pass for LP files: an objective, constraints, and optional sections for bounds and kinds of variables. The
+// quadratic part of an objective stands in brackets that are halved.
 //
 //   \ a comment
-//   Maximize  profit: 3 x + 2 y + 5
+//   Maximize  profit: 3 x + 2 y + 5 + [ - 2 x ^ 2 + 2 x * y - y ^ 2 ] / 2
 //   Subject To
 //     time: x + y <= 4
 //     mix:  -2 <= x - y <= 8
@@ -9,9 +10,12 @@
 //     x <= 3
 //     y free
 //   End
+#include <algorithm>
 #include <cstdlib>
+#include <map>
 #include <unordered_map>
 #include <unordered_set>
+#include <utility>
 
 #include "file_text.h"
 #include "number_text.h"
@@ -204,7 +208,7 @@ class LpParser {
     }
     ++position_;
     if (at().kind == Token::name && at(1).kind == Token::colon) position_ += 2;
-    const Expression objective = readExpression();
+    const Expression objective = readExpression(true);
     if (at().kind == Token::end) throw ModelFileError("ends behind the objective (truncated file?)");
     if (peekHeader().section != Section::constraints) failHere("expected Subject To instead of '" + at().text + "'");
     for (const TextEntry& term : objective.terms)
@@ -218,8 +222,9 @@ class LpParser {
     return found->second;
   }
 
-  // Terms joined by signs; ends before the first token that can't go on with it. A column's terms are added up.
-  Expression readExpression() {
+  // Terms joined by signs; ends before the first token that can't go on with it. A column's terms are added up. Only an
+  // objective may have a quadratic part.
+  Expression readExpression(bool isObjective = false) {
     Expression sum;
     for (;;) {
       if (!sum.empty && at().kind != Token::sign) break;
@@ -228,7 +233,11 @@ class LpParser {
       const bool hasSign = at().kind == Token::sign;
       for (; at().kind == Token::sign; ++position_)
         if (at().text == "-") factor = -factor;
-      if (at().kind == Token::bracket) failHere("quadratic models are not read yet");
+      if (at().text == "[" && isObjective) {
+        readQuadratic(factor);
+        sum.empty = false;
+        continue;
+      }
       const bool hasNumber = at().kind == Token::number;
       if (hasNumber) factor *= at().value;
       if (hasNumber) ++position_;
@@ -248,9 +257,62 @@ class LpParser {
       addTerm(sum, columnOf(at().text), factor);
       ++position_;
     }
-    if (at().kind == Token::bracket) failHere("quadratic models are not read yet");
+    if (at().text == "[") failHere("only the objective may be quadratic, in one pair of brackets behind a sign");
+    if (at().kind == Token::bracket) failHere("unexpected '" + at().text + "'");
     termOf_.clear();
     return sum;
+  }
+
+  void expect(std::string_view text, std::string_view where) {
+    if (at().kind == Token::end || at().text != text)
+      failHere(joined("expected '", text, "' ", where, " instead of '", at().text, "'"));
+    ++position_;
+  }
+
+  // [ terms ] / 2, behind a sign: a x ^ 2 and a x * y. Half of the terms is 1/2 x'Qx, so that a goes to the diagonal of
+  // Q as it is, and half of it to each of a pair.
+  void readQuadratic(double sign) {
+    if (sawQuadratic_) failHere("a second quadratic part");
+    sawQuadratic_ = true;
+    expect("[", "before the quadratic part");
+    std::map<std::pair<int, int>, double> terms;
+    do {
+      readQuadraticTerm(sign, terms);
+    } while (at().kind == Token::sign);
+    expect("]", "behind the quadratic part");
+    expect("/", "behind the quadratic part, which is halved");
+    if (at().kind != Token::number || at().value != 2.0)
+      failHere("expected '/ 2' behind the quadratic part, not '/ " + at().text + "'");
+    ++position_;
+    for (const auto& [pair, value] : terms) model_.quadratic.push_back({pair.first, pair.second, value});
+  }
+
+  int quadraticColumn() {
+    if (at().kind != Token::name) failHere("expected the name of a variable instead of '" + at().text + "'");
+    return columnOf(tokens_[position_++].text);
+  }
+
+  void readQuadraticTerm(double factor, std::map<std::pair<int, int>, double>& terms) {
+    for (; at().kind == Token::sign; ++position_)
+      if (at().text == "-") factor = -factor;
+    if (at().kind == Token::number) {
+      factor *= at().value;
+      ++position_;
+      if (at().kind == Token::star) ++position_;
+    }
+    if (!(std::fabs(factor) < infinity)) failHere("the number before '" + at().text + "' is too large");
+    const int first = quadraticColumn();
+    if (at().text == "^") {
+      ++position_;
+      if (at().kind != Token::number || at().value != 2.0) failHere("expected '^ 2', not '^ " + at().text + "'");
+      ++position_;
+      terms[{first, first}] += factor;
+      return;
+    }
+    if (at().kind != Token::star) failHere("expected '^ 2' or '*' instead of '" + at().text + "'");
+    ++position_;
+    const int second = quadraticColumn();
+    terms[{std::max(first, second), std::min(first, second)}] += first == second ? factor : 0.5 * factor;
   }
 
   void addTerm(Expression& sum, int column, double factor) {
@@ -414,6 +476,7 @@ class LpParser {
   size_t position_ = 0;
   TextModel model_;
   bool sawConstraints_ = false;
+  bool sawQuadratic_ = false;
   std::unordered_map<std::string, int> columnIndex_;
   std::unordered_set<std::string> rowNames_;
   std::unordered_map<int, size_t> termOf_;  // of the expression being read

@@ -1,4 +1,4 @@
-// qzlp: reads a linear program, solves it, shows the iteration table, writes the answer.
+// qzlp: reads a linear or quadratic program, solves it, shows the iteration table, writes the answer.
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
@@ -42,6 +42,16 @@ void showTrouble(int level, uint32_t, const char* line, void*) {
   if (level == QZLP_LOG_WARNING || level == QZLP_LOG_ERROR) std::fprintf(stderr, "qzlp: %s\n", line);
 }
 
+// What was asked for and is of no effect on a quadratic model.
+void noteUnusedOptions(const Arguments& arguments, const ModelFile& model) {
+  if (!model.isQuadratic()) return;
+  for (const auto& [name, value] : arguments.options) {
+    if (name == "method" && value == 1.0)
+      complain("--method normal: a quadratic model is solved by the augmented system");
+    if (name == "crossover") complain("--crossover: a quadratic model has no basic solution to cross over to");
+  }
+}
+
 // A handle with model, options and callbacks, or the exit code of what went wrong.
 int prepare(const Arguments& arguments, const ModelFile& model, Solver& lp) {
   lp.reset(qzlp_create());
@@ -52,7 +62,11 @@ int prepare(const Arguments& arguments, const ModelFile& model, Solver& lp) {
   for (const auto& [name, value] : arguments.options)
     if (qzlp_setDoubleOption(lp.get(), name.c_str(), value) != QZLP_OK) return complain(qzlp_error(lp.get()));
   const qzlp_model view = model.view();
-  const int loaded = qzlp_loadModel(lp.get(), &view);
+  int loaded = qzlp_loadModel(lp.get(), &view);
+  if (loaded == QZLP_OK && model.isQuadratic()) {
+    const qzlp_quadratic quadratic = model.quadraticView();
+    loaded = qzlp_loadQuadratic(lp.get(), &quadratic);
+  }
   if (loaded != QZLP_OK) {
     complain(qzlp_error(lp.get()), arguments.file);
     return loaded == QZLP_ERROR_MODEL ? exitBadInput : exitFailed;
@@ -82,6 +96,7 @@ int solve(const Arguments& arguments, const ModelFile& model, double readTime) {
   if (prepared != exitOptimal) return prepared;
 
   const bool talks = !arguments.json && arguments.printLevel > 0;
+  noteUnusedOptions(arguments, model);
   catchInterrupts();
   if (talks) printModel(arguments.file, model);
   if (qzlp_solve(lp.get()) != QZLP_OK) complain(qzlp_error(lp.get()));

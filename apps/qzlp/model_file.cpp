@@ -19,7 +19,7 @@ namespace qzlpApp {
 
 namespace {
 
-constexpr int32_t mostEntries = std::numeric_limits<int32_t>::max() / 2;
+constexpr size_t mostEntries = std::numeric_limits<int32_t>::max() / 2;
 
 // Keeps the first complaint of the reader and shows nothing.
 class FirstComplaint : public CoinMessageHandler {
@@ -226,6 +226,20 @@ void applyBounds(const TextModel& text, ModelFile& model) {
   if (numSemi > 0) model.notes.push_back(std::to_string(numSemi) + " semi-continuous column(s) solved as continuous");
 }
 
+// The pairs by columns, without zeros.
+void fillQuadratic(std::vector<TextPair> pairs, ModelFile& model) {
+  std::sort(pairs.begin(), pairs.end(), [](const TextPair& a, const TextPair& b) {
+    return a.second != b.second ? a.second < b.second : a.first < b.first;
+  });
+  for (const TextPair& pair : pairs) {
+    if (pair.value == 0.0) continue;
+    ++model.quadBegin[static_cast<size_t>(pair.second) + 1];
+    model.quadIndex.push_back(pair.first);
+    model.quadValue.push_back(pair.value);
+  }
+  for (size_t j = 1; j < model.quadBegin.size(); ++j) model.quadBegin[j] += model.quadBegin[j - 1];
+}
+
 bool endsWith(const std::string& text, const std::string& ending) {
   return text.size() >= ending.size() && equalNoCase(text.substr(text.size() - ending.size()), ending);
 }
@@ -234,7 +248,7 @@ bool isLpFile(std::string path, const std::string& text) {
   for (const char* packing : {".gz", ".bz2"})
     if (endsWith(path, packing)) path.resize(path.size() - std::strlen(packing));
   if (endsWith(path, ".lp")) return true;
-  if (endsWith(path, ".mps")) return false;
+  if (endsWith(path, ".mps") || endsWith(path, ".qps")) return false;
   // A comment of LP files, or the word that begins an objective and is no section of an MPS file by itself.
   const size_t begin = text.find_first_not_of(" \t\r\n");
   if (text[begin] == '\\') return true;
@@ -265,6 +279,16 @@ qzlp_model ModelFile::view() const {
   return model;
 }
 
+qzlp_quadratic ModelFile::quadraticView() const {
+  qzlp_quadratic quadratic{};
+  quadratic.form = QZLP_LOWER;
+  quadratic.numCoef = numQuadCoef();
+  quadratic.colBegin = quadBegin.data();
+  quadratic.rowIndex = quadIndex.data();
+  quadratic.value = quadValue.data();
+  return quadratic;
+}
+
 ModelFile readModelFile(const std::string& path) {
   return readModelText(path, readFileText(path));
 }
@@ -273,7 +297,7 @@ ModelFile readModelText(const std::string& path, const std::string& content) {
   const TextModel text = isLpFile(path, content) ? parseLp(content) : parseMps(content);
   size_t numEntry = 0;
   for (const TextColumn& column : text.columns) numEntry += column.entries.size();
-  if (text.rows.size() > mostEntries || text.columns.size() > mostEntries || numEntry > mostEntries)
+  if (std::max({text.rows.size(), text.columns.size(), numEntry, text.quadratic.size()}) > mostEntries)
     throw ModelFileError("is too large for 32-bit indices");
 
   ModelFile model;
@@ -296,6 +320,8 @@ ModelFile readModelText(const std::string& path, const std::string& content) {
     readThroughCoin(text, model);
   }
   applyBounds(text, model);
+  model.quadBegin.assign(text.columns.size() + 1, 0);
+  fillQuadratic(text.quadratic, model);
   return model;
 }
 

@@ -1,7 +1,10 @@
 // Front pass for MPS, fixed and free. A line is cut at blanks; a file whose names hold blanks is cut at the columns of
 // the fixed format (2-3, 5-12, 15-22, 25-36, 40-47, 50-61) from the first line on that does not fit otherwise.
+#include <algorithm>
 #include <array>
+#include <map>
 #include <unordered_map>
+#include <utility>
 
 #include "file_text.h"
 #include "number_text.h"
@@ -13,7 +16,7 @@ namespace {
 
 using Fields = std::vector<std::string_view>;
 
-enum class Section { none, name, rows, columns, rhs, ranges, bounds, sense, end };
+enum class Section { none, name, rows, columns, rhs, ranges, bounds, sense, quadratic, end };
 
 constexpr std::string_view blanks = " \t\r\f\v\x1a";
 constexpr int ignoredRow = -2;  // an N row behind the objective
@@ -76,6 +79,7 @@ class MpsParser {
     if (!sawRows_) throw ModelFileError("has no ROWS section, so it is no MPS file");
     if (!sawColumns_) throw ModelFileError("has no COLUMNS section (truncated file?)");
     if (section_ != Section::end) throw ModelFileError("ends without ENDATA (truncated file?)");
+    if (bothTriangles_) checkMirrors();
     addNotes();
     model_.negativeUpperFreesLower = true;
     return std::move(model_);
@@ -111,6 +115,9 @@ class MpsParser {
       case Section::sense:
         readSense(trimmed(line));
         break;
+      case Section::quadratic:
+        readQuadratic(line);
+        break;
       default:
         fail("data outside of a section: " + quoted(trimmed(line)));
     }
@@ -142,10 +149,60 @@ class MpsParser {
     } else if (is("MAX") || is("MAXIMIZE") || is("MAXIMISE") || is("MIN") || is("MINIMIZE") || is("MINIMISE")) {
       section_ = Section::name;
       readSense(words[0]);
-    } else if (is("QUADOBJ") || is("QMATRIX") || is("QSECTION") || is("QCMATRIX") || is("CSECTION")) {
-      fail("section " + std::string(words[0]) + ": quadratic models are not read yet");
+    } else if (is("QUADOBJ") || is("QMATRIX") || is("QSECTION")) {
+      openQuadratic(words, is("QMATRIX"));
+    } else if (is("QCMATRIX") || is("CSECTION")) {
+      fail("section " + std::string(words[0]) + ": only the objective may be quadratic");
     } else {
       fail("unknown section " + quoted(words[0]));
+    }
+  }
+
+  // QMATRIX holds both triangles of Q, QUADOBJ and QSECTION each pair once. A name behind the word says what is
+  // quadratic, and must be the objective.
+  void openQuadratic(const Fields& words, bool bothTriangles) {
+    if (!sawColumns_) fail(std::string(words[0]) + " before COLUMNS");
+    if (sawQuadratic_) fail("a second section of the quadratic objective");
+    if (words.size() > 1) {
+      const auto row = rowIndex_.find(std::string(words[1]));
+      if (row == rowIndex_.end() || row->second != objectiveRow)
+        fail(joined(words[0], " ", words[1], ": only the objective may be quadratic"));
+    }
+    sawQuadratic_ = true;
+    bothTriangles_ = bothTriangles;
+    section_ = Section::quadratic;
+  }
+
+  int findColumn(std::string_view name) const {
+    const auto found = columnIndex_.find(std::string(name));
+    if (found == columnIndex_.end()) fail("column " + quoted(name) + " is not in the COLUMNS section");
+    return found->second;
+  }
+
+  // A column, and pairs of another column and a number.
+  void readQuadratic(std::string_view line) {
+    const Fields fields = splitPairs(line, true);
+    const int column = findColumn(fields[0]);
+    for (size_t i = 1; i + 1 < fields.size(); i += 2) {
+      const int other = findColumn(fields[i]);
+      const double value = finiteNumber(fields[i + 1], "the coefficient");
+      const std::string pair = quoted(fields[0]) + ", " + quoted(fields[i]);
+      const bool isFirst = entries_.emplace(std::make_pair(column, other), value).second;
+      if (!isFirst) fail("the pair " + pair + " appears twice");
+      if (!bothTriangles_ && column != other && entries_.count({other, column}) != 0)
+        fail("the pair " + pair + " appears twice: this section holds one triangle");
+      if (!bothTriangles_ || column >= other)
+        model_.quadratic.push_back({std::max(column, other), std::min(column, other), value});
+    }
+  }
+
+  // Entries off the diagonal stand on both sides of it, with the same value.
+  void checkMirrors() const {
+    for (const auto& [place, value] : entries_) {
+      const auto mirror = entries_.find({place.second, place.first});
+      if (mirror != entries_.end() && mirror->second == value) continue;
+      const auto name = [this](int column) { return quoted(model_.columns[static_cast<size_t>(column)].name); };
+      throw ModelFileError(joined("QMATRIX is not symmetric: columns ", name(place.first), ", ", name(place.second)));
     }
   }
 
@@ -350,6 +407,8 @@ class MpsParser {
   bool sawRows_ = false;
   bool sawColumns_ = false;
   bool sawObjective_ = false;
+  bool sawQuadratic_ = false;
+  bool bothTriangles_ = false;
   bool integer_ = false;
   bool sawOtherSet_ = false;
   bool sawBoundSet_ = false;
@@ -359,6 +418,7 @@ class MpsParser {
   std::vector<int> lastColumn_;  // per row, objective first: the last column with an entry there
   std::unordered_map<std::string, int> rowIndex_;
   std::unordered_map<std::string, int> columnIndex_;
+  std::map<std::pair<int, int>, double> entries_;  // of Q, as they stand
 };
 
 }  // namespace

@@ -29,8 +29,10 @@ bool hasPoint(int status) {
 
 void printModel(const std::string& file, const ModelFile& model) {
   std::printf("qzlp %s\n", qzlp_version());
-  std::printf("Model %s: %s, %d rows, %d columns, %d nonzeros\n", file.c_str(),
+  std::printf("Model %s: %s, %d rows, %d columns, %d nonzeros", file.c_str(),
               model.objSense == 1 ? "minimise" : "maximise", model.numRow(), model.numCol(), model.numCoef());
+  if (model.isQuadratic()) std::printf(", %d in the triangle of Q", model.numQuadCoef());
+  std::printf("\n");
   for (const std::string& note : model.notes) std::printf("Note: %s\n", note.c_str());
   std::fflush(stdout);
 }
@@ -67,7 +69,8 @@ void printJson(const Outcome& outcome, const ModelFile& model, const qzlp* lp) {
   object["rows"] = model.numRow();
   object["columns"] = model.numCol();
   object["nonzeros"] = model.numCoef();
-  object["method"] = intOption(lp, "method") == 1 ? "normal" : "augmented";
+  object["quadraticNonzeros"] = model.numQuadCoef();
+  object["method"] = intOption(lp, "method") == 1 && !model.isQuadratic() ? "normal" : "augmented";
   object["threads"] = threadsOf(lp);
   object["readTime"] = outcome.readTime;
   object["presolveTime"] = qzlp_presolveTime(lp);

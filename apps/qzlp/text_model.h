@@ -27,6 +27,12 @@ struct TextColumn {
   std::vector<TextEntry> entries;  // no row twice
 };
 
+// One entry of the symmetric Q in an objective's 1/2 x'Qx: on the diagonal, or a pair off it, each pair once.
+struct TextPair {
+  int first, second;  // columns, first >= second
+  double value;
+};
+
 // One bound, to be applied in the order of the file.
 struct TextBound {
   enum Kind { upper, lower, fixed, free, minusInfinity, plusInfinity, binary, semiContinuous };
@@ -46,6 +52,7 @@ struct TextModel {
   std::vector<TextEntry> rhs;     // no row twice, no objective
   std::vector<TextEntry> ranges;  // no row twice, no objective
   std::vector<TextBound> bounds;
+  std::vector<TextPair> quadratic;  // no pair twice
   std::vector<std::string> notes;  // what was left out, in words
 };
 

@@ -1,6 +1,5 @@
 #include "shell/iplp_main.h"
 
-#include "engine/measures.h"
 #include "qzipsolve/presolve_module.h"
 #include "shell/log.h"
 #include "shell/lp_options.h"
@@ -13,9 +12,6 @@
 namespace qz {
 
 namespace {
-
-// A measure this many times over its tolerance is named when the last check turns an answer down.
-constexpr double kReportedExcess = 10.0;
 
 // What one call of iplpMain holds.
 struct Solve {
@@ -216,26 +212,14 @@ bool postsolveRecord(Solve& s) {
   return false;
 }
 
-void nameExcess(const Solve& s, uint32_t code, double value, double tolerance) {
-  if (value > kReportedExcess * tolerance) logCode(s.env->log, QZ_LOG_ERROR, code, value, tolerance);
-}
-
 // An optimum that the caller's own data do not confirm is demoted.
 void confirmAnswer(Solve& s) {
   const bool hasPoint = s.status == QZ_STATUS_OPTIMAL || s.status == QZ_STATUS_NEAR_OPTIMAL ||
                         s.status == QZ_STATUS_ITERATION_LIMIT || s.status == QZ_STATUS_TIME_LIMIT;
   const IpmOption& o = *s.option;
-  LpRecord& r = *s.record;
-  if (!hasPoint || !remeasureAnswer(s.env->log, &r, o.tolPrimal, o.tolDual)) return;
+  if (!hasPoint || !remeasureAnswer(s.env->log, s.record, nullptr, o.tolPrimal, o.tolDual)) return;
   if (s.model->status != QZ_STATUS_OPTIMAL && s.model->status != QZ_STATUS_NEAR_OPTIMAL) return;
-  s.status = getSolutionStatus(o.tolPrimal, o.tolDual, o.tolOptimality, o.tolOptimality, r.primalInfeas, r.boundInfeas,
-                               r.dualInfeas, r.dualityGap, r.complementarity);
-  if (s.status != QZ_STATUS_OPTIMAL && s.status != QZ_STATUS_NEAR_OPTIMAL) {
-    s.status = QZ_STATUS_FAILED;
-    nameExcess(s, QZ_MSG_CHECK_PRIMAL, r.primalInfeas, o.tolPrimal);
-    nameExcess(s, QZ_MSG_CHECK_BOUND, r.boundInfeas, o.tolPrimal);
-    nameExcess(s, QZ_MSG_CHECK_DUAL, r.dualInfeas, o.tolDual);
-  }
+  s.status = judgeAnswer(s.env->log, s.record, s.option);
   s.model->status = s.status;
 }
 

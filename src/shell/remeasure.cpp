@@ -3,12 +3,16 @@
 #include <algorithm>
 #include <cmath>
 
+#include "engine/measures.h"
 #include "shell/log.h"
-#include "shell/records.h"
+#include "transform/sparse_helpers.h"
 
 namespace qz {
 
 namespace {
+
+// A measure this many times over its tolerance is named when an answer is turned down.
+constexpr double kReportedExcess = 10.0;
 
 constexpr double kFixedWidth = 1e-12;      // a box of at most this width is a fixed column
 constexpr double kSeparationRatio = 1e-6;  // a pair whose smaller side is below this share of the larger has separated
@@ -48,11 +52,20 @@ bool hasAnswer(const LpRecord* record) {
   return record->numRow <= 0 || (record->solDual != nullptr && record->rowActivity != nullptr);
 }
 
-void evaluateProducts(LpRecord* record) {
+// The gradient of the objective at the answer, obj + Q x, into reducedCost.
+void evaluateGradient(LpRecord* record, const QuadraticTerm* q) {
+  std::copy_n(record->obj, std::max(record->numCol, 0), record->reducedCost);
+  if (q == nullptr) return;
+  symmatrixTimesVector(record->numCol, q->colBegin, q->colLength, q->rowIndex, q->matValue, q->diag, record->solPrimal,
+                       record->reducedCost, 1.0);
+}
+
+void evaluateProducts(LpRecord* record, const QuadraticTerm* quadratic) {
   std::fill_n(record->rowActivity, std::max(record->numRow, 0), 0.0);
+  evaluateGradient(record, quadratic);
   for (int32_t j = 0; j < record->numCol; ++j) {
     const double x = record->solPrimal[j];
-    double reduced = record->obj[j];
+    double reduced = record->reducedCost[j];
     const int32_t end = record->colBegin[j] + record->colLength[j];
     for (int32_t k = record->colBegin[j]; k < end; ++k) {
       const int32_t row = record->rowIndex[k];
@@ -146,12 +159,25 @@ void addColumn(Sums& sums, const LpRecord* record, int32_t j) {
   }
 }
 
+void addQuadratic(Sums& sums, const LpRecord* record, const QuadraticTerm* q) {
+  if (q == nullptr) return;
+  const double half =
+      calcQuadForm(record->numCol, q->colBegin, q->colLength, q->rowIndex, q->matValue, q->diag, record->solPrimal);
+  sums.primalObj += half;
+  sums.dualObj -= half;
+}
+
+void nameExcess(QzLog* log, uint32_t code, double value, double tolerance) {
+  if (value > kReportedExcess * tolerance) logCode(log, QZ_LOG_ERROR, code, value, tolerance);
+}
+
 }  // namespace
 
-bool remeasureAnswer(QzLog* log, LpRecord* record, double tolPrimal, double tolDual) {
+bool remeasureAnswer(QzLog* log, LpRecord* record, const QuadraticTerm* quadratic, double tolPrimal, double tolDual) {
   if (!hasAnswer(record)) return false;
-  evaluateProducts(record);
+  evaluateProducts(record, quadratic);
   Sums sums{.maxTol = std::max(tolPrimal, tolDual)};
+  addQuadratic(sums, record, quadratic);
   for (int32_t i = 0; i < record->numRow; ++i) addRow(sums, log, record, i);
   for (int32_t j = 0; j < record->numCol; ++j) addColumn(sums, record, j);
   record->primalInfeas = std::sqrt(sums.primalRes2) / (std::sqrt(sums.normRhs2) + 1.0);
@@ -161,6 +187,18 @@ bool remeasureAnswer(QzLog* log, LpRecord* record, double tolPrimal, double tolD
   record->objValue = sums.primalObj + record->objConstant;
   record->complementarity = std::min(sums.comp, record->complementarity);
   return true;
+}
+
+int32_t judgeAnswer(QzLog* log, const LpRecord* record, const IpmOption* option) {
+  const LpRecord& r = *record;
+  const IpmOption& o = *option;
+  const int32_t status = getSolutionStatus(o.tolPrimal, o.tolDual, o.tolOptimality, o.tolOptimality, r.primalInfeas,
+                                           r.boundInfeas, r.dualInfeas, r.dualityGap, r.complementarity);
+  if (status == QZ_STATUS_OPTIMAL || status == QZ_STATUS_NEAR_OPTIMAL) return status;
+  nameExcess(log, QZ_MSG_CHECK_PRIMAL, r.primalInfeas, o.tolPrimal);
+  nameExcess(log, QZ_MSG_CHECK_BOUND, r.boundInfeas, o.tolPrimal);
+  nameExcess(log, QZ_MSG_CHECK_DUAL, r.dualInfeas, o.tolDual);
+  return QZ_STATUS_FAILED;
 }
 
 }  // namespace qz

@@ -160,7 +160,7 @@ TEST(Remeasure, AgreesWithTheDefinitionsOnRandomModels) {
     LpData data = randomLp(random);
     const double tolPrimal = seed % 2 == 0 ? 1e-6 : 1e-2, tolDual = seed % 3 == 0 ? 1e-3 : 1e-8;
     const Oracle oracle(data.record, tolPrimal, tolDual);
-    ASSERT_TRUE(remeasureAnswer(log.log(), &data.record, tolPrimal, tolDual));
+    ASSERT_TRUE(remeasureAnswer(log.log(), &data.record, nullptr, tolPrimal, tolDual));
     expectClose(data.record.primalInfeas, oracle.primalInfeas, "primal");
     expectClose(data.record.boundInfeas, oracle.boundInfeas, "bound");
     expectClose(data.record.dualInfeas, oracle.dualInfeas, "dual");
@@ -183,7 +183,7 @@ TEST(Remeasure, OptimalMaximisationHasNoGap) {
   data.point();
   data.record.objConstant = 0.5;
   data.record.complementarity = 1.0;
-  ASSERT_TRUE(remeasureAnswer(nullptr, &data.record, 1e-6, 1e-6));
+  ASSERT_TRUE(remeasureAnswer(nullptr, &data.record, nullptr, 1e-6, 1e-6));
   EXPECT_EQ(data.record.dualityGap, 0.0);
   EXPECT_EQ(data.record.dualInfeas, 0.0);
   EXPECT_EQ(data.record.primalInfeas, 0.0);
@@ -191,7 +191,7 @@ TEST(Remeasure, OptimalMaximisationHasNoGap) {
   EXPECT_EQ(data.record.complementarity, 0.0);
   EXPECT_EQ(data.record.objValue, 10.5);
   data.record.objSense = 1;
-  ASSERT_TRUE(remeasureAnswer(nullptr, &data.record, 1e-6, 1e-6));
+  ASSERT_TRUE(remeasureAnswer(nullptr, &data.record, nullptr, 1e-6, 1e-6));
   EXPECT_DOUBLE_EQ(data.record.dualInfeas, 2.0 / (std::sqrt(10.0) + 1.0)) << "not optimal for the minimisation";
 }
 
@@ -203,7 +203,7 @@ TEST(Remeasure, RowWithInfiniteRightHandSideTakesNoPart) {
     data.point();
     data.obj[0] = 14.0;
     data.record.complementarity = 1e300;
-    ASSERT_TRUE(remeasureAnswer(nullptr, &data.record, 1e-6, 1e-6));
+    ASSERT_TRUE(remeasureAnswer(nullptr, &data.record, nullptr, 1e-6, 1e-6));
     EXPECT_EQ(data.record.primalInfeas, 0.0);
     EXPECT_EQ(data.record.dualityGap, 70.0 / 71.0) << "the dual objective got nothing";
     EXPECT_EQ(data.rowActivity, (std::vector<double>{5, 5}));
@@ -216,7 +216,7 @@ TEST(Remeasure, FixedColumnAddsOnlyToTheDualObjective) {
     data.solPrimal = {99};  // far from its bound
     data.point();
     data.record.complementarity = 7.0;
-    ASSERT_TRUE(remeasureAnswer(nullptr, &data.record, 1e-6, 1e-6));
+    ASSERT_TRUE(remeasureAnswer(nullptr, &data.record, nullptr, 1e-6, 1e-6));
     EXPECT_EQ(data.record.boundInfeas, 0.0);
     EXPECT_EQ(data.record.dualInfeas, 0.0);
     EXPECT_EQ(data.record.complementarity, 0.0);
@@ -225,7 +225,7 @@ TEST(Remeasure, FixedColumnAddsOnlyToTheDualObjective) {
   LpData open(1, "", {}, {}, {{-4, 2, 2 + 1e-9, {}}});
   open.solPrimal = {99};
   open.point();
-  ASSERT_TRUE(remeasureAnswer(nullptr, &open.record, 1e-6, 1e-6));
+  ASSERT_TRUE(remeasureAnswer(nullptr, &open.record, nullptr, 1e-6, 1e-6));
   EXPECT_GT(open.record.boundInfeas, 1.0) << "a wider box is not fixed";
 }
 
@@ -235,7 +235,7 @@ TEST(Remeasure, RangeRowAtItsMiddleCountsAsTheUpperSide) {
     data.solPrimal = {activity};
     data.solDual = {1.5};
     data.point();
-    EXPECT_TRUE(remeasureAnswer(nullptr, &data.record, 1e-6, 1e-6));
+    EXPECT_TRUE(remeasureAnswer(nullptr, &data.record, nullptr, 1e-6, 1e-6));
     return data.record.dualityGap;  // |0 - y * side| / 1
   };
   EXPECT_EQ(gapAt(8.0), 15.0);
@@ -247,7 +247,7 @@ TEST(Remeasure, RangeRowIsFeasibleWithinItsWidthOnly) {
     LpData data(1, "R", {10}, {4}, {{0, -kInf, kInf, {{0, 1}}}});
     data.solPrimal = {activity};
     data.point();
-    EXPECT_TRUE(remeasureAnswer(nullptr, &data.record, 1e-6, 1e-6));
+    EXPECT_TRUE(remeasureAnswer(nullptr, &data.record, nullptr, 1e-6, 1e-6));
     return data.record.primalInfeas;
   };
   EXPECT_EQ(residualAt(10.0), 0.0);
@@ -261,7 +261,7 @@ TEST(Remeasure, LowerCaseSensesCountAndUnknownOnesAreNamed) {
   LpData data(1, "eNx", {1, 1, 1}, {}, {{0, -kInf, kInf, {{0, 1}, {1, 1}, {2, 1}}}});
   data.solPrimal = {3};
   data.point();
-  ASSERT_TRUE(remeasureAnswer(log.log(), &data.record, 1e-6, 1e-6));
+  ASSERT_TRUE(remeasureAnswer(log.log(), &data.record, nullptr, 1e-6, 1e-6));
   EXPECT_EQ(data.record.primalInfeas, 1.0) << "the residual 2 of the equation over 1 + 1";
   ASSERT_EQ(log.sent.size(), 2u);
   EXPECT_EQ(log.sent[0].level, 0);
@@ -276,7 +276,7 @@ double complementarityOf(double distance, double d, double tolPrimal, double tol
   data.solPrimal = {distance};
   data.point();
   data.record.complementarity = 1e300;
-  EXPECT_TRUE(remeasureAnswer(nullptr, &data.record, tolPrimal, tolDual));
+  EXPECT_TRUE(remeasureAnswer(nullptr, &data.record, nullptr, tolPrimal, tolDual));
   return data.record.complementarity;
 }
 
@@ -293,10 +293,10 @@ TEST(Remeasure, SmallerComplementarityStays) {
   data.solPrimal = {3};
   data.point();
   data.record.complementarity = 0.25;
-  ASSERT_TRUE(remeasureAnswer(nullptr, &data.record, 1e-6, 1e-6));
+  ASSERT_TRUE(remeasureAnswer(nullptr, &data.record, nullptr, 1e-6, 1e-6));
   EXPECT_EQ(data.record.complementarity, 0.25);
   data.record.complementarity = 8.0;
-  ASSERT_TRUE(remeasureAnswer(nullptr, &data.record, 1e-6, 1e-6));
+  ASSERT_TRUE(remeasureAnswer(nullptr, &data.record, nullptr, 1e-6, 1e-6));
   EXPECT_EQ(data.record.complementarity, 6.0);
 }
 
@@ -308,7 +308,7 @@ TEST(Remeasure, MissingArraysLeaveTheRecordAlone) {
     record.*array = nullptr;
     record.objValue = record.primalInfeas = 77.0;
     data.reducedCost[0] = 66.0;
-    EXPECT_FALSE(remeasureAnswer(nullptr, &record, 1e-6, 1e-6));
+    EXPECT_FALSE(remeasureAnswer(nullptr, &record, nullptr, 1e-6, 1e-6));
     EXPECT_EQ(record.objValue, 77.0);
     EXPECT_EQ(record.primalInfeas, 77.0);
     EXPECT_EQ(data.reducedCost[0], 66.0);
@@ -317,7 +317,7 @@ TEST(Remeasure, MissingArraysLeaveTheRecordAlone) {
   rowless.numRow = rowless.numCoef = 0;
   data.colLength[0] = 0;
   rowless.solDual = rowless.rowActivity = nullptr;
-  EXPECT_TRUE(remeasureAnswer(nullptr, &rowless, 1e-6, 1e-6)) << "no rows need no row arrays";
+  EXPECT_TRUE(remeasureAnswer(nullptr, &rowless, nullptr, 1e-6, 1e-6)) << "no rows need no row arrays";
 }
 
 TEST(Remeasure, GapsBetweenColumnsAreNotRead) {
@@ -328,7 +328,7 @@ TEST(Remeasure, GapsBetweenColumnsAreNotRead) {
   data.solPrimal = {1, 2};
   data.solDual = {0.5};
   data.point();
-  ASSERT_TRUE(remeasureAnswer(nullptr, &data.record, 1e-6, 1e-6));
+  ASSERT_TRUE(remeasureAnswer(nullptr, &data.record, nullptr, 1e-6, 1e-6));
   EXPECT_EQ(data.rowActivity[0], 9.0);
   EXPECT_EQ(data.reducedCost, (std::vector<double>{1.5, 1.0}));
 }
