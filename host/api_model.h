@@ -13,10 +13,10 @@ namespace qzhost {
 // The quadratic part 1/2 x'Qx of an objective: the diagonal of Q, and its strict lower triangle by columns, packed and
 // in rising order of the rows. Without a quadratic part all arrays are empty.
 struct QuadraticData {
-  std::vector<double> diag;                // numCol
-  std::vector<int32_t> colBegin;           // numCol + 1
-  std::vector<int32_t> colLength;          // numCol
-  std::vector<int32_t> rowIndex;           // one for each pair off the diagonal
+  std::vector<double> diag;        // numCol
+  std::vector<int32_t> colBegin;   // numCol + 1
+  std::vector<int32_t> colLength;  // numCol
+  std::vector<int32_t> rowIndex;   // one for each pair off the diagonal
   std::vector<double> value;
 
   bool empty() const { return diag.empty(); }
@@ -44,8 +44,8 @@ constexpr double kStoredInfinity = 1e30;
 // of no use otherwise.
 std::string takeModel(const qzlp_model& model, ModelData& out);
 
-// Checks the quadratic part and puts it in the place of the one that `data` holds; null and Q = 0 leave none. Returns an
-// error text, empty when all is good; otherwise `data` stays as it was.
+// Checks the quadratic part and puts it in the place of the one that `data` holds; null and Q = 0 leave none. Returns
+// an error text, empty when all is good; otherwise `data` stays as it was.
 std::string takeQuadratic(const qzlp_quadratic* quadratic, ModelData& data);
 
 // Clears the answer in the record and its arrays.

@@ -1,4 +1,5 @@
-// The quadratic part of a model: from the caller's form of a symmetric matrix to its diagonal and strict lower triangle.
+// The quadratic part of a model: from the caller's form of a symmetric matrix to its diagonal and strict lower
+// triangle.
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -73,9 +74,11 @@ std::string meanOfMirrors(PackedMatrix& a, const PackedMatrix& mirror, int32_t n
     for (size_t k = begin; k < end; ++k, ++other) {
       const int32_t row = a.rowIndex[k];
       const bool paired = other < mirrorEnd && mirror.rowIndex[other] == row;
-      if (!paired && (other >= mirrorEnd || row < mirror.rowIndex[other])) return place(row, j) + " has no mirror entry";
+      if (!paired && (other >= mirrorEnd || row < mirror.rowIndex[other]))
+        return place(row, j) + " has no mirror entry";
       if (!paired) return place(j, mirror.rowIndex[other]) + " has no mirror entry";
-      if (std::fabs(a.value[k] - mirror.value[other]) > kAsymmetry * std::max(std::fabs(a.value[k]), std::fabs(mirror.value[other])))
+      if (std::fabs(a.value[k] - mirror.value[other]) >
+          kAsymmetry * std::max(std::fabs(a.value[k]), std::fabs(mirror.value[other])))
         return place(row, j) + " is " + shown(a.value[k]) + ", but its mirror entry is " + shown(mirror.value[other]);
       a.value[k] = 0.5 * a.value[k] + 0.5 * mirror.value[other];
     }
@@ -87,8 +90,8 @@ std::string meanOfMirrors(PackedMatrix& a, const PackedMatrix& mirror, int32_t n
 // The lower triangle, diagonal included, with rising rows.
 std::string lowerTriangle(const qzlp_quadratic& q, int32_t n, PackedMatrix& lower) {
   PackedMatrix given;
-  std::string error = takeMatrix(
-      {n, n, q.numCoef, q.colBegin, q.colLength, q.rowIndex, q.value, "value", "columns"}, given);
+  std::string error =
+      takeMatrix({n, n, q.numCoef, q.colBegin, q.colLength, q.rowIndex, q.value, "value", "columns"}, given);
   if (!error.empty()) return error;
   if (q.form != QZLP_FULL) error = checkTriangle(given, n, q.form);
   if (!error.empty()) return error;

@@ -179,8 +179,8 @@ void confirmAnswer(ModelData& data, const IpmOption& option, QzInstance* env) {
   LpRecord& record = data.record;
   const QuadraticData& q = data.quadratic;
   const qz::QuadraticTerm term{q.diag.data(), q.colBegin.data(), q.colLength.data(), q.rowIndex.data(), q.value.data()};
-  if (!hasPoint(record.status) ||
-      !qz::remeasureAnswer(env->log, &record, &term, option.tolPrimal, option.tolDual) || !isOptimal(record.status))
+  if (!hasPoint(record.status) || !qz::remeasureAnswer(env->log, &record, &term, option.tolPrimal, option.tolDual) ||
+      !isOptimal(record.status))
     return;
   const int32_t claimed = record.status;
   record.status = qz::judgeAnswer(env->log, &record, &option);

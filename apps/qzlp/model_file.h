@@ -36,9 +36,9 @@ struct ModelFile {
   qzlp_quadratic quadraticView() const;
 };
 
-// Fixed and free MPS and LP files, with a quadratic objective or without, plain, gzip or bzip2. LP where the name ends in .lp (before .gz or .bz2), MPS where
-// it ends in .mps or .qps, else by the first word. Integer and semi-continuous columns are relaxed, with a note. Throws
-// ModelFileError, whose words follow "FILE: ".
+// Fixed and free MPS and LP files, with a quadratic objective or without, plain, gzip or bzip2. LP where the name ends
+// in .lp (before .gz or .bz2), MPS where it ends in .mps or .qps, else by the first word. Integer and semi-continuous
+// columns are relaxed, with a note. Throws ModelFileError, whose words follow "FILE: ".
 ModelFile readModelFile(const std::string& path);
 
 // The same for the decompressed text of the file of that name.

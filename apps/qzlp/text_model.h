@@ -53,7 +53,7 @@ struct TextModel {
   std::vector<TextEntry> ranges;  // no row twice, no objective
   std::vector<TextBound> bounds;
   std::vector<TextPair> quadratic;  // no pair twice
-  std::vector<std::string> notes;  // what was left out, in words
+  std::vector<std::string> notes;   // what was left out, in words
 };
 
 // Both throw ModelFileError.

@@ -182,7 +182,7 @@ void crossCheck(Control& control) {
   Model* model = control.model;
   const bool claimed = model->status == QZ_STATUS_INFEASIBLE_ALIAS || model->status == QZ_STATUS_BOTH_INFEASIBLE ||
                        model->status == QZ_STATUS_DUAL_INFEASIBLE || model->status == QZ_STATUS_PRIMAL_INFEASIBLE;
-  if (model->typeModel != IPM_MODEL_LP || !claimed) return;
+  if (!claimed) return;
   model->status = crossCheckInfeasible(model, model->dualInfeas, control.option->tolDual, control.option->infinityValue,
                                        model->status);
 }
@@ -199,9 +199,13 @@ int32_t leave(Control& control, int32_t result) {
   return result;
 }
 
-// True when no cost can run along an infinite bound, so that the objective is bounded by the column bounds.
+// True when no cost can run along an infinite bound, so that the objective is bounded by the column bounds. A ray of a
+// quadratic objective has no curvature along it and, like that of a linear one, a falling cost; with a diagonal Hessian
+// it rests in the curved columns.
 bool noRay(const Model* model, double infinityValue) {
+  const bool diagonal = model->typeModel == IPM_MODEL_QP && model->numQuadCoef == 0;
   for (int32_t j = 0; j < model->numCol; ++j) {
+    if (diagonal && model->quadDiag[j] > 0.0) continue;
     if (model->obj[j] > 0.0 && model->lower[j] <= -infinityValue) return false;
     if (model->obj[j] < 0.0 && model->upper[j] >= infinityValue) return false;
   }

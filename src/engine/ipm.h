@@ -128,6 +128,7 @@ struct Ipm {
   double denseRatio;     // 0.5: the share above which a loop walks all rows and not the list
   double muLimit;        // 1e-20
   double positiveLimit;  // 1e-50
+  double startFloor;     // least shift of the starting point; 0 leaves it to the rule of the start
   double normMatrix;     // norms of the data
   double normObj;
   double normRhs;

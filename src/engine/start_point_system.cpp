@@ -115,7 +115,7 @@ double startShift(double smallest, double tol, int32_t typeModel) {
 }
 
 void shiftPrimalStart(Ipm* ipm, double smallest) {
-  const double shift = startShift(smallest, ipm->tolPrimal, ipm->typeModel);
+  const double shift = std::max(startShift(smallest, ipm->tolPrimal, ipm->typeModel), ipm->startFloor);
   if (shift == 0.0) return;
   for (int32_t j = 0; j < ipm->numCol; ++j) {
     if (hasUpper(ipm->statusBound[j])) ipm->upperSlack[j] += shift;
@@ -126,7 +126,7 @@ void shiftPrimalStart(Ipm* ipm, double smallest) {
 }
 
 void shiftDualStart(Ipm* ipm, double smallest) {
-  const double shift = startShift(smallest, ipm->tolDual, ipm->typeModel);
+  const double shift = std::max(startShift(smallest, ipm->tolDual, ipm->typeModel), ipm->startFloor);
   if (shift == 0.0) return;
   for (int32_t j = 0; j < ipm->numCol; ++j) {
     if (hasUpper(ipm->statusBound[j])) ipm->upperDual[j] += shift;

@@ -72,8 +72,8 @@ inline constexpr int32_t kNoPartialPoint = 3;
 [[nodiscard]] int32_t verifyPrimalStart(const Ipm* ipm, const SubModel* submodel, const StartSystem& system);
 [[nodiscard]] int32_t verifyDualStart(const Ipm* ipm, const SubModel* submodel, const StartSystem& system);
 
-// Add startShift(smallest, tol, typeModel) to the row slacks of rows that are not E and all bound slacks, or to the
-// duals of rows that are not E and all bound duals.
+// Add the larger of startShift(smallest, tol, typeModel) and ipm->startFloor to the row slacks of rows that are not E
+// and all bound slacks, or to the duals of rows that are not E and all bound duals.
 void shiftPrimalStart(Ipm* ipm, double smallest);
 void shiftDualStart(Ipm* ipm, double smallest);
 

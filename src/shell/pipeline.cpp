@@ -109,10 +109,32 @@ bool transformModel(Pipeline& p) {
   return !splitsFreeColumns(p) || passed(p, splitFreeVar(p.env, p.model, p.hub));
 }
 
+// The engine also calls a model infeasible when its steps die out in front of one, and a start close to the bounds can
+// do that to a feasible model. A linear model gets a cross-check; a quadratic one gets a second run.
+bool doubtfulVerdict(const Pipeline& p) {
+  const int32_t status = p.model->status;
+  return p.model->typeModel == IPM_MODEL_QP &&
+         (status == QZ_STATUS_PRIMAL_INFEASIBLE || status == QZ_STATUS_DUAL_INFEASIBLE ||
+          status == QZ_STATUS_BOTH_INFEASIBLE || status == QZ_STATUS_INFEASIBLE_ALIAS);
+}
+
+// The second run, from a start farther inside, with the iterations that are left. Its verdict stands.
+int32_t solveAgain(Pipeline& p) {
+  if (p.option->printLevel != 0) logText(p.env->log, QZ_LOG_NOTE, L"Once more, from a start farther inside.");
+  const int32_t used = p.model->numIter;
+  p.hub->wideStart = 1;
+  p.option->maxIter -= used;
+  const int32_t status = ipmSolve(p.env, p.model, p.option, p.hub, p.innerSolution, p.timer);
+  p.option->maxIter += used;
+  p.model->numIter += used;
+  return status;
+}
+
 // A failure on a reduced model goes through the stages behind the engine like a success: they bring the status, the
 // measures and the input model back.
 bool solveModel(Pipeline& p) {
-  const int32_t status = ipmSolve(p.env, p.model, p.option, p.hub, p.innerSolution, p.timer);
+  int32_t status = ipmSolve(p.env, p.model, p.option, p.hub, p.innerSolution, p.timer);
+  if (status == QZ_STATUS_OK && doubtfulVerdict(p)) status = solveAgain(p);
   return passed(p, status) || p.presolver->preControl == PRECONTROL_REDUCED;
 }
 

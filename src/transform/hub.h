@@ -52,6 +52,7 @@ struct Hub {
   int32_t extraListActive;     // the extra rows or columns of a restoration exist
   int32_t releaseSubmodel;     // free the submodel at the next restart
   int32_t bigLevelLeft;        // a big-value level has just been left; the iteration reads it once
+  int32_t wideStart;           // 1: the engine starts farther inside than its rule asks for
   KeptSolution* keptSolution;  // owned: the last direction of the solve; may be null
   int32_t numRowInput;         // dimensions of the model as the pipeline received it; they size the kept direction
   int32_t numColInput;

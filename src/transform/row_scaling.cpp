@@ -23,6 +23,18 @@ void forEachElement(Model* model, Visit visit) {
       visit(model->matValue[k], model->rowIndex[k]);
 }
 
+// Calls visit(value) for each coefficient of the objective, those of a quadratic term included.
+template <class Visit>
+void forEachCost(Model* model, Visit visit) {
+  for (int32_t j = 0; j < model->numCol; ++j) visit(model->obj[j]);
+  if (model->typeModel != IPM_MODEL_QP) return;
+  for (int32_t j = 0; j < model->numCol; ++j) visit(model->quadDiag[j]);
+  if (model->numQuadCoef == 0) return;
+  for (int32_t j = 0; j < model->numCol; ++j)
+    for (int32_t k = model->quadColBegin[j]; k < model->quadColBegin[j] + model->quadColLength[j]; ++k)
+      visit(model->quadMatValue[k]);
+}
+
 }  // namespace
 
 int32_t iplpScaleRow(Env* env, Model* model, Hub* hub) {
@@ -32,8 +44,7 @@ int32_t iplpScaleRow(Env* env, Model* model, Hub* hub) {
   if (rowScale == nullptr) return QZ_STATUS_OUT_OF_MEMORY;
   hub->objScale = largest;
   hub->rowScale = rowScale;
-  if (divides(largest))
-    for (int32_t j = 0; j < model->numCol; ++j) model->obj[j] /= largest;
+  if (divides(largest)) forEachCost(model, [largest](double& cost) { cost /= largest; });
   forEachElement(model, [&](double value, int32_t row) { rowScale[row] = std::max(rowScale[row], std::fabs(value)); });
   for (int32_t i = 0; i < model->numRow; ++i) {
     rowScale[i] = std::max(rowScale[i], std::fabs(model->rhs[i]));
@@ -48,8 +59,7 @@ int32_t iplpScaleRow(Env* env, Model* model, Hub* hub) {
 
 int32_t iplpUnscaleRow(Env*, Model* model, Hub* hub) {
   const double* rowScale = hub->rowScale;
-  if (divides(hub->objScale))
-    for (int32_t j = 0; j < model->numCol; ++j) model->obj[j] *= hub->objScale;
+  if (divides(hub->objScale)) forEachCost(model, [hub](double& cost) { cost *= hub->objScale; });
   forEachElement(model, [&](double& value, int32_t row) {
     if (divides(rowScale[row])) value *= rowScale[row];
   });

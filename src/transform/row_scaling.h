@@ -10,7 +10,8 @@
 namespace qz {
 
 // objScale becomes the largest |obj|, rowScale (numRow entries) the largest magnitude of each row's elements and rhs;
-// what is at least 10 divides. Range rows get the divisor 1, since their range is not scaled. 0 or -1086.
+// what is at least 10 divides; the quadratic term is divided with the costs. Range rows get the divisor 1, since their
+// range is not scaled. 0 or -1086.
 [[nodiscard]] int32_t iplpScaleRow(Env* env, Model* model, Hub* hub);
 
 // Multiplies costs, elements and right-hand sides back, up to rounding. The dual of a scaled row is divided by its

@@ -15,6 +15,7 @@
 #include "host/loader.h"
 #include "host/option_store.h"
 #include "host/pools.h"
+#include "host/quadratic_solve.h"
 #include "host/service_table.h"
 #include "qzipsolve/instance.h"
 #include "qzipsolve/messages.h"
@@ -26,6 +27,7 @@ namespace {
 // A solver that runs what a test gives it.
 struct FakeSolver {
   static inline std::function<int32_t(QzInstance*, LpRecord*, LpOptions*)> solve;
+  static inline std::function<int32_t(qzhost::ModelData&, LpOptions*)> solveQuadratic;
 
   static int32_t iplpMain(QzInstance* env, LpRecord* record, LpOptions* options) { return solve(env, record, options); }
   static void reset(LpOptions* options) {
@@ -99,6 +101,10 @@ const QzBuiltinModule fakeSolver = {L"qzipsolve", extent, FakeSolver::make};
 
 void qzhost::registerBuiltinModules() {
   qzhost::registerBuiltin(&fakeSolver);
+}
+
+int32_t qzhost::solveQuadratic(ModelData& data, LpOptions* options, QzLog*) {
+  return FakeSolver::solveQuadratic(data, options);
 }
 
 namespace {
@@ -568,6 +574,72 @@ TEST(ApiHandles, HostOptions) {
   EXPECT_EQ(qzlp_getHostOption("host.cpucount", &value), QZLP_OK);
   EXPECT_EQ(value, 5);
   EXPECT_EQ(qzlp_setHostOption("host.cpucount", saved), QZLP_OK);
+}
+
+// ---- Quadratic parts ----
+
+// The pair x1 x2 and the square of x2.
+struct SmallQuadratic {
+  std::vector<int32_t> begin{0, 1, 2}, row{1, 1};
+  std::vector<double> value{3, 2};
+  qzlp_quadratic q{QZLP_LOWER, 2, begin.data(), nullptr, row.data(), value.data()};
+};
+
+TEST_F(Api, AQuadraticPartNeedsAModel) {
+  const SmallQuadratic quadratic;
+  EXPECT_EQ(qzlp_loadQuadratic(lp_, &quadratic.q), QZLP_ERROR_STATE);
+  EXPECT_STREQ(qzlp_error(lp_), "no model was loaded");
+  EXPECT_EQ(qzlp_loadQuadratic(nullptr, &quadratic.q), QZLP_ERROR_ARGUMENT);
+}
+
+TEST_F(Api, AQuadraticModelTakesItsOwnRoad) {
+  Arrays a;
+  accepted(a);
+  FakeSolver::solve = [](QzInstance*, LpRecord*, LpOptions*) {
+    ADD_FAILURE() << "the entry is for linear models";
+    return 10;
+  };
+  FakeSolver::solveQuadratic = [this](qzhost::ModelData& data, LpOptions* options) {
+    seenOptions_ = *options;
+    EXPECT_EQ(data.quadratic.diag, (std::vector<double>{0, 2}));
+    EXPECT_EQ(data.quadratic.value, (std::vector<double>{3}));
+    data.record.objValue = 2.5;
+    return data.record.status = 15;
+  };
+  const SmallQuadratic quadratic;
+  ASSERT_EQ(qzlp_setDoubleOption(lp_, "tolPrimal", 1e-4), QZLP_OK);
+  ASSERT_EQ(qzlp_loadQuadratic(lp_, &quadratic.q), QZLP_OK) << qzlp_error(lp_);
+  EXPECT_EQ(qzlp_status(lp_), QZLP_STATUS_NONE) << "the answer is of another model";
+  EXPECT_EQ(qzlp_primal(lp_), nullptr);
+  ASSERT_EQ(qzlp_solve(lp_), QZLP_OK);
+  EXPECT_EQ(seenOptions_.tolPrimal, 1e-4);
+  EXPECT_EQ(qzlp_status(lp_), QZLP_STATUS_NEAR_OPTIMAL);
+  EXPECT_EQ(qzlp_objective(lp_), 2.5);
+}
+
+TEST_F(Api, WithoutItsQuadraticPartAModelIsLinearAgain) {
+  Arrays a;
+  accepted(a);
+  FakeSolver::solveQuadratic = [](qzhost::ModelData&, LpOptions*) {
+    ADD_FAILURE() << "there is no quadratic part";
+    return 10;
+  };
+  const SmallQuadratic quadratic;
+  ASSERT_EQ(qzlp_loadQuadratic(lp_, &quadratic.q), QZLP_OK);
+  ASSERT_EQ(qzlp_loadQuadratic(lp_, nullptr), QZLP_OK);
+  EXPECT_EQ(qzlp_solve(lp_), QZLP_OK);
+  ASSERT_EQ(qzlp_loadQuadratic(lp_, &quadratic.q), QZLP_OK);
+  accepted(a);  // a new model begins without one
+}
+
+TEST_F(Api, ARefusedQuadraticPartLeavesTheAnswer) {
+  Arrays a;
+  accepted(a);
+  SmallQuadratic quadratic;
+  quadratic.value[0] = kNan;
+  EXPECT_EQ(qzlp_loadQuadratic(lp_, &quadratic.q), QZLP_ERROR_MODEL);
+  EXPECT_EQ(std::string(qzlp_error(lp_)).rfind("quadratic part: value[0] is nan", 0), 0U) << qzlp_error(lp_);
+  EXPECT_EQ(qzlp_status(lp_), QZLP_STATUS_OPTIMAL);
 }
 
 // ---- Options ----

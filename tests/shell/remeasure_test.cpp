@@ -23,7 +23,8 @@ struct Oracle {
   Real primalInfeas = 0, boundInfeas = 0, dualInfeas = 0, gap = 0, objValue = 0, comp = 0;
   std::vector<Real> reduced, activity;
 
-  Oracle(const LpRecord& r, Real tolPrimal, Real tolDual) {
+  // `hessian`: the whole symmetric Q, or empty.
+  Oracle(const LpRecord& r, const std::vector<std::vector<double>>& hessian, Real tolPrimal, Real tolDual) {
     const auto nRow = static_cast<size_t>(r.numRow), nCol = static_cast<size_t>(r.numCol);
     std::vector<std::vector<Real>> a(nRow, std::vector<Real>(nCol, 0));
     for (size_t j = 0; j < nCol; ++j)
@@ -34,6 +35,7 @@ struct Oracle {
       for (size_t j = 0; j < nCol; ++j) activity[i] += a[i][j] * r.solPrimal[j];
     for (size_t j = 0; j < nCol; ++j) {
       reduced[j] = r.obj[j];
+      for (size_t i = 0; i < hessian.size(); ++i) reduced[j] += static_cast<Real>(hessian[i][j]) * r.solPrimal[i];
       for (size_t i = 0; i < nRow; ++i) reduced[j] -= a[i][j] * r.solDual[i];
     }
     const Real large = std::max(tolPrimal, tolDual);
@@ -90,6 +92,12 @@ struct Oracle {
       dualRes += wrong * wrong;
       comp += pair(residual, d);
     }
+    Real half = 0;
+    for (size_t i = 0; i < hessian.size(); ++i)
+      for (size_t j = 0; j < hessian.size(); ++j)
+        half += static_cast<Real>(hessian[i][j]) * r.solPrimal[i] * r.solPrimal[j] / 2;
+    primal += half;
+    dualObjective -= half;
     primalInfeas = std::sqrt(rowRes) / (1 + std::sqrt(rhsNorm));
     boundInfeas = std::sqrt(boundRes) / (1 + std::sqrt(lowNorm) + std::sqrt(upNorm));
     dualInfeas = std::sqrt(dualRes) / (1 + std::sqrt(objNorm));
@@ -152,15 +160,42 @@ LpData randomLp(std::mt19937& random) {
   return data;
 }
 
-TEST(Remeasure, AgreesWithTheDefinitionsOnRandomModels) {
+// A random symmetric Q in both forms.
+struct RandomQ {
+  std::vector<std::vector<double>> dense;
+  std::vector<double> diag, value;
+  std::vector<int32_t> begin, length, row;
+
+  RandomQ(std::mt19937& random, size_t n) : dense(n, std::vector<double>(n, 0.0)) {
+    std::normal_distribution<double> normal(0.0, 3.0);
+    for (size_t j = 0; j < n; ++j) {
+      begin.push_back(static_cast<int32_t>(row.size()));
+      diag.push_back(dense[j][j] = random() % 3 == 0 ? 0.0 : normal(random));
+      for (size_t i = j + 1; i < n; ++i) {
+        if (random() % 4 != 0) continue;
+        dense[i][j] = dense[j][i] = normal(random);
+        row.push_back(static_cast<int32_t>(i));
+        value.push_back(dense[i][j]);
+      }
+      length.push_back(static_cast<int32_t>(row.size()) - begin.back());
+    }
+  }
+  [[nodiscard]] qz::QuadraticTerm term() const {
+    return {diag.data(), begin.data(), length.data(), row.data(), value.data()};
+  }
+};
+
+void compareRandomModels(bool quadratic) {
   qztest::RecordingLog log;
   for (uint32_t seed = 1; seed <= 2000; ++seed) {
     SCOPED_TRACE("seed " + std::to_string(seed));
     std::mt19937 random(seed);
     LpData data = randomLp(random);
+    const RandomQ q(random, quadratic ? static_cast<size_t>(data.record.numCol) : 0);
+    const qz::QuadraticTerm term = q.term();
     const double tolPrimal = seed % 2 == 0 ? 1e-6 : 1e-2, tolDual = seed % 3 == 0 ? 1e-3 : 1e-8;
-    const Oracle oracle(data.record, tolPrimal, tolDual);
-    ASSERT_TRUE(remeasureAnswer(log.log(), &data.record, nullptr, tolPrimal, tolDual));
+    const Oracle oracle(data.record, q.dense, tolPrimal, tolDual);
+    ASSERT_TRUE(remeasureAnswer(log.log(), &data.record, quadratic ? &term : nullptr, tolPrimal, tolDual));
     expectClose(data.record.primalInfeas, oracle.primalInfeas, "primal");
     expectClose(data.record.boundInfeas, oracle.boundInfeas, "bound");
     expectClose(data.record.dualInfeas, oracle.dualInfeas, "dual");
@@ -170,9 +205,55 @@ TEST(Remeasure, AgreesWithTheDefinitionsOnRandomModels) {
     for (size_t i = 0; i < oracle.activity.size(); ++i)
       expectClose(data.rowActivity[i], oracle.activity[i], "activity");
     for (size_t j = 0; j < oracle.reduced.size(); ++j) expectClose(data.reducedCost[j], oracle.reduced[j], "reduced");
-    if (HasFailure()) return;
+    if (testing::Test::HasFailure()) return;
   }
   EXPECT_TRUE(log.sent.empty());
+}
+
+TEST(Remeasure, AgreesWithTheDefinitionsOnRandomModels) {
+  compareRandomModels(false);
+}
+
+TEST(Remeasure, AgreesWithTheDefinitionsOnRandomQuadraticModels) {
+  compareRandomModels(true);
+}
+
+// min x0^2 + 2 x1^2 + 3 x2^2 on x0 + x1 + x2 = 11: (6, 3, 2), multiplier 12.
+TEST(Remeasure, QuadraticOptimumHasNoGap) {
+  LpData data(1, "E", {11}, {}, {{0, 0, kInf, {{0, 1}}}, {0, 0, kInf, {{0, 1}}}, {0, 0, kInf, {{0, 1}}}});
+  const std::vector<double> diag{2, 4, 6};
+  const qz::QuadraticTerm term{diag.data(), nullptr, nullptr, nullptr, nullptr};
+  data.solPrimal = {6, 3, 2};
+  data.solDual = {12};
+  data.point();
+  data.record.complementarity = 1.0;
+  ASSERT_TRUE(remeasureAnswer(nullptr, &data.record, &term, 1e-6, 1e-6));
+  EXPECT_EQ(data.record.objValue, 66.0);
+  EXPECT_EQ(data.record.dualityGap, 0.0);
+  EXPECT_EQ(data.record.dualInfeas, 0.0);
+  EXPECT_EQ(data.reducedCost, (std::vector<double>{0, 0, 0}));
+}
+
+// The verdict over an answer, and what it says.
+TEST(Remeasure, AnAnswerIsJudgedByItsMeasures) {
+  LpRecord record{};
+  qz::IpmOption option{};
+  option.tolPrimal = 1e-6;
+  option.tolDual = 1e-4;
+  option.tolOptimality = 1e-5;
+  qztest::RecordingLog log;
+  EXPECT_EQ(qz::judgeAnswer(log.log(), &record, &option), QZ_STATUS_OPTIMAL);
+  record.dualityGap = 1.0;  // the complementarity is met
+  EXPECT_EQ(qz::judgeAnswer(log.log(), &record, &option), QZ_STATUS_NEAR_OPTIMAL);
+  EXPECT_TRUE(log.sent.empty());
+  record.complementarity = 1.0;
+  record.primalInfeas = 0.9e-5;  // above the tolerance, but not ten times
+  record.boundInfeas = 1.1e-5;
+  record.dualInfeas = 1.1e-3;
+  EXPECT_EQ(qz::judgeAnswer(log.log(), &record, &option), QZ_STATUS_FAILED);
+  ASSERT_EQ(log.sent.size(), 2U);
+  EXPECT_EQ(log.sent[0].code, QZ_MSG_CHECK_BOUND);
+  EXPECT_EQ(log.sent[1].code, QZ_MSG_CHECK_DUAL);
 }
 
 // max 3 x0 + x1, x0 + x1 <= 4, 0 <= x0 <= 3, 1 <= x1: optimum (3, 1), objective 10, y = 1, reduced costs (2, 0).
