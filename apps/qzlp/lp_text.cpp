@@ -233,7 +233,8 @@ class LpParser {
       const bool hasSign = at().kind == Token::sign;
       for (; at().kind == Token::sign; ++position_)
         if (at().text == "-") factor = -factor;
-      if (at().text == "[" && isObjective) {
+      if (at().text == "[") {
+        if (!isObjective) failHere("only the objective may be quadratic");
         readQuadratic(factor);
         sum.empty = false;
         continue;
@@ -257,7 +258,7 @@ class LpParser {
       addTerm(sum, columnOf(at().text), factor);
       ++position_;
     }
-    if (at().text == "[") failHere("only the objective may be quadratic, in one pair of brackets behind a sign");
+    if (at().text == "[") failHere("only the objective may be quadratic, and a sign stands before its brackets");
     if (at().kind == Token::bracket) failHere("unexpected '" + at().text + "'");
     termOf_.clear();
     return sum;

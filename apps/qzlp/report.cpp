@@ -69,7 +69,6 @@ void printJson(const Outcome& outcome, const ModelFile& model, const qzlp* lp) {
   object["rows"] = model.numRow();
   object["columns"] = model.numCol();
   object["nonzeros"] = model.numCoef();
-  object["quadraticNonzeros"] = model.numQuadCoef();
   object["method"] = intOption(lp, "method") == 1 && !model.isQuadratic() ? "normal" : "augmented";
   object["threads"] = threadsOf(lp);
   object["readTime"] = outcome.readTime;

@@ -103,6 +103,63 @@ TEST(MpsFile, RangesWidenARowByItsSense) {
   EXPECT_EQ(model.range[0], 3.0);
 }
 
+// The lower triangle of Q, dense by columns.
+std::vector<std::vector<double>> triangleOf(const ModelFile& model) {
+  const auto n = static_cast<size_t>(model.numCol());
+  std::vector<std::vector<double>> dense(n, std::vector<double>(n, 0.0));
+  for (size_t j = 0; j < n; ++j) {
+    for (auto k = static_cast<size_t>(model.quadBegin[j]); k < static_cast<size_t>(model.quadBegin[j + 1]); ++k) {
+      const auto row = static_cast<size_t>(model.quadIndex[k]);
+      EXPECT_GE(row, j);
+      EXPECT_EQ(dense[row][j], 0.0);
+      dense[row][j] = model.quadValue[k];
+    }
+  }
+  return dense;
+}
+
+using Dense = std::vector<std::vector<double>>;
+
+TEST(MpsFile, QuadraticObjectiveOfOneTriangle) {
+  const Dense expected{{2.0, 0.0}, {-1.5, 4.0}};
+  for (const char* section : {"QUADOBJ", "QSECTION", "QSECTION COST", "quadobj"})
+    for (const char* pair : {" X Y -1.5\n", " Y X -1.5\n"})
+      EXPECT_EQ(triangleOf(readText(mps(std::string(section) + "\n X X 2\n" + pair + " Y Y 4\nENDATA\n"))), expected)
+          << section << pair;
+  EXPECT_EQ(triangleOf(readText(mps("QUADOBJ\n X X 2 Y -1.5\n Y Y 4\nRHS\n S R1 1\nENDATA\n"))), expected)
+      << "two pairs on a line, and another section behind";
+}
+
+TEST(MpsFile, QuadraticObjectiveOfBothTriangles) {
+  const ModelFile model = readText(mps("QMATRIX\n X X 2\n X Y -1.5\n Y X -1.5\n Y Y 4\nENDATA\n"));
+  EXPECT_EQ(triangleOf(model), (Dense{{2.0, 0.0}, {-1.5, 4.0}}));
+  EXPECT_EQ(model.numQuadCoef(), 3);
+  const qzlp_quadratic view = model.quadraticView();
+  EXPECT_EQ(view.form, QZLP_LOWER);
+  EXPECT_EQ(view.numCoef, 3);
+}
+
+TEST(MpsFile, ZerosAreNoQuadraticObjective) {
+  EXPECT_FALSE(readText(mps("ENDATA\n")).isQuadratic());
+  EXPECT_FALSE(readText(mps("QUADOBJ\nENDATA\n")).isQuadratic());
+  EXPECT_FALSE(readText(mps("QUADOBJ\n X X 0\n X Y 0\nENDATA\n")).isQuadratic());
+}
+
+TEST(MpsFile, QuadraticObjectiveInTheFixedFormat) {
+  const ModelFile model = readText(
+      "NAME          FIXED\n"
+      "ROWS\n"
+      " N  THE COST\n"
+      " L  R 1\n"
+      "COLUMNS\n"
+      "    COL 1     R 1                1.0   THE COST           1.0\n"
+      "    COL 2     R 1                1.0\n"
+      "QUADOBJ\n"
+      "    COL 1     COL 1              2.0   COL 2              0.5\n"
+      "ENDATA\n");
+  EXPECT_EQ(triangleOf(model), (Dense{{2.0, 0.0}, {0.5, 0.0}}));
+}
+
 struct BoundCase {
   const char* lines;
   double lower, upper;
@@ -248,9 +305,24 @@ TEST(MpsFile, Errors) {
       {mps("BOUNDS\n UP B X 4z\nENDATA\n"), "'4z' is not a number"},
       {mps("BOUNDS\n FX B X inf\nENDATA\n"), "fixed at infinity"},
       {mps("FOO\n a b\nENDATA\n"), "line 11: unknown section 'FOO'"},
-      {mps("QUADOBJ\n X X 1\nENDATA\n"), "line 11: section QUADOBJ: quadratic models are not read yet"},
-      {mps("QMATRIX\nENDATA\n"), "quadratic"},
-      {mps("QSECTION\nENDATA\n"), "quadratic"},
+      {mps("QCMATRIX R1\n X X 1\nENDATA\n"), "line 11: section QCMATRIX: only the objective may be quadratic"},
+      {mps("CSECTION K 0 QUAD\nENDATA\n"), "only the objective may be quadratic"},
+      {mps("QSECTION R1\n X X 1\nENDATA\n"), "line 11: QSECTION R1: only the objective may be quadratic"},
+      {mps("QSECTION R9\n X X 1\nENDATA\n"), "QSECTION R9: only the objective"},
+      {"NAME T\nROWS\n N C\nQUADOBJ\nENDATA\n", "line 4: QUADOBJ before COLUMNS"},
+      {mps("QUADOBJ\n X X 1\nQMATRIX\n X X 1\nENDATA\n"), "line 13: a second section of the quadratic objective"},
+      {mps("QUADOBJ\n X Z 1\nENDATA\n"), "line 12: column 'Z' is not in the COLUMNS section"},
+      {mps("QUADOBJ\n Z X 1\nENDATA\n"), "line 12: column 'Z' is not in the COLUMNS section"},
+      {mps("QUADOBJ\n X X\nENDATA\n"), "line 12"},
+      {mps("QUADOBJ\n X X one\nENDATA\n"), "line 12"},
+      {mps("QUADOBJ\n X X 1e20\nENDATA\n"), "line 12: the coefficient '1e20' is too large"},
+      {mps("QUADOBJ\n X X inf\nENDATA\n"), "line 12: 'inf' is not a number"},
+      {mps("QUADOBJ\n X X 1\n X X 2\nENDATA\n"), "line 13: the pair 'X', 'X' appears twice"},
+      {mps("QUADOBJ\n X Y 1\n Y X 1\nENDATA\n"), "line 13: the pair 'Y', 'X' appears twice: this section holds one"},
+      {mps("QMATRIX\n X Y 1\n X Y 1\nENDATA\n"), "line 13: the pair 'X', 'Y' appears twice"},
+      {mps("QMATRIX\n X Y 1\nENDATA\n"), "QMATRIX is not symmetric: columns 'X', 'Y'"},
+      {mps("QMATRIX\n X Y 1\n Y X 2\nENDATA\n"), "QMATRIX is not symmetric"},
+      {mps("QUADOBJ\n X X 1\n"), "ends without ENDATA"},
       {mps("RHS\n S R3 1e30\nENDATA\n"), "infinite side"},
       {"NAME\nROWS\n N C\n L R\n L R\nCOLUMNS\nENDATA\n", "row 'R' appears twice"},
       {"NAME\nROWS\n N C\n Q R\nCOLUMNS\nENDATA\n", "not 'Q'"},
@@ -266,6 +338,35 @@ TEST(MpsFile, Errors) {
     EXPECT_NE(error.find(one.words), std::string::npos) << one.text << "\ngave: " << error;
     EXPECT_EQ(error.find('\n'), std::string::npos) << "one line";
   }
+}
+
+// The brackets are halved: squares go to the diagonal of Q as they stand, products in halves.
+TEST(LpFile, QuadraticObjective) {
+  const std::string end = "\nst\n x + y >= 2\nEnd\n";
+  const Dense expected{{2.0, 0.0}, {-1.5, 4.0}};
+  for (const char* objective :
+       {"min x + [ 2 x ^ 2 - 3 x * y + 4 y ^ 2 ] / 2", "min x + [2x^2-3y*x+4y^2]/2",
+        "min x + [ 2 x ^ 2 - 1.5 x * y - 1.5 y * x + 4 y * y ] / 2",
+        "min x + [ x ^ 2 + x * x - 3 x * y + 4 y ^ 2 ] / 2", "min x - [ - 2 x ^ 2 + 3 x * y - 4 y ^ 2 ] / 2",
+        "min x + [ 2 * x ^ 2 - 3 * x * y + 4 * y ^ 2 ] / 2", "min x + [ 2 x ^ 2\n - 3 x * y\n + 4 y ^ 2 ]\n / 2",
+        "min x - - [ 2 x^2 - + 3 x * y - - 4 y^2 ] / 2"}) {
+    const ModelFile model = readText(objective + end, ".lp");
+    EXPECT_EQ(triangleOf(model), expected) << objective;
+    EXPECT_EQ(model.obj, (std::vector<double>{1.0, 0.0})) << objective;
+  }
+}
+
+TEST(LpFile, QuadraticObjectiveAmongTheOtherTerms) {
+  ModelFile model = readText("max\n profit: [ - x ^ 2 ] / 2 + 3 x + 7\nst\n x + y <= 2\nEnd\n", ".lp");
+  EXPECT_EQ(model.objSense, -1);
+  EXPECT_EQ(model.objConstant, 7.0);
+  EXPECT_EQ(model.obj, (std::vector<double>{3.0, 0.0}));
+  EXPECT_EQ(triangleOf(model), (Dense{{-1.0, 0.0}, {0.0, 0.0}}));
+  // A column of the quadratic part alone.
+  model = readText("min [ z ^ 2 ] / 2\nst\n x >= 2\nEnd\n", ".lp");
+  EXPECT_EQ(model.colNames, (std::vector<std::string>{"z", "x"}));
+  EXPECT_EQ(model.obj, (std::vector<double>{0.0, 0.0}));
+  EXPECT_FALSE(readText("min x + [ y ^ 2 - y * y ] / 2\nst\n x + y >= 2\nEnd\n", ".lp").isQuadratic());
 }
 
 TEST(LpFile, SectionsSignsAndNames) {
@@ -352,9 +453,23 @@ TEST(LpFile, Errors) {
       {"min\n x + y\nst\n x >= 2 y\nEnd\n", "line 4: unexpected 'y' behind a constraint"},
       {"min\n x + y\nst\n 1 <= x >= 2\nEnd\n", "must point the same way"},
       {"min\n x + y\nst\n c: x >= 2\n c: y >= 2\nEnd\n", "constraint 'c' appears twice"},
-      {"min\n [ x^2 ] / 2\nst\n x >= 2\nEnd\n", "line 2: quadratic"},
-      {"min\n x + [ x^2 ] / 2\nst\n x >= 2\nEnd\n", "line 2: quadratic"},
-      {"min\n x\nst\n x ^ 2 >= 2\nEnd\n", "line 4: quadratic"},
+      {"min\n [ x^2 ]\nst\n x >= 2\nEnd\n", "line 3: expected '/' behind the quadratic part, which is halved"},
+      {"min\n [ x^2 ] / 3\nst\n x >= 2\nEnd\n", "line 2: expected '/ 2' behind the quadratic part, not '/ 3'"},
+      {"min\n [ x^3 ] / 2\nst\n x >= 2\nEnd\n", "line 2: expected '^ 2', not '^ 3'"},
+      {"min\n [ x ] / 2\nst\n x >= 2\nEnd\n", "line 2: expected '^ 2' or '*' instead of ']'"},
+      {"min\n [ 2 ] / 2\nst\n x >= 2\nEnd\n", "line 2: expected the name of a variable instead of ']'"},
+      {"min\n [ x * 2 ] / 2\nst\n x >= 2\nEnd\n", "line 2: expected the name of a variable instead of '2'"},
+      {"min\n [ x * y * z ] / 2\nst\n x >= 2\nEnd\n", "line 2: expected ']'"},
+      {"min\n [ ] / 2\nst\n x >= 2\nEnd\n", "line 2: expected the name of a variable instead of ']'"},
+      {"min\n [ x^2 / 2\nst\n x >= 2\nEnd\n", "line 2: expected ']' behind the quadratic part"},
+      {"min\n [ 1e20 x^2 ] / 2\nst\n x >= 2\nEnd\n", "line 2: the number before 'x' is too large"},
+      {"min\n [ x^2 ] / 2 + [ y^2 ] / 2\nst\n x >= 2\nEnd\n", "line 2: a second quadratic part"},
+      {"min\n x [ x^2 ] / 2\nst\n x >= 2\nEnd\n", "line 2: only the objective may be quadratic"},
+      {"min\n 3 [ x^2 ] / 2\nst\n x >= 2\nEnd\n", "line 2: only the objective may be quadratic"},
+      {"min\n [ x^2 ] / 2 x\nst\n x >= 2\nEnd\n", "line 2"},
+      {"min\n x\nst\n x + [ x ^ 2 ] >= 2\nEnd\n", "line 4: only the objective may be quadratic"},
+      {"min\n x\nst\n [ x ^ 2 ] >= 2\nEnd\n", "line 4: only the objective may be quadratic"},
+      {"min\n x\nst\n x ^ 2 >= 2\nEnd\n", "line 4: unexpected '^'"},
       {"min\n x\nst\n x >= 2\nBounds\n x 4\nEnd\n", "expected a bound"},
       {"min\n x\nst\n x >= 2\nBounds\n x = inf\nEnd\n", "fixed at infinity"},
       {"min\n x\nst\n x >= 2\nGeneral\n q\nEnd\n", "variable 'q' is not in the model"},

@@ -84,11 +84,44 @@ TEST(Program, JsonIsOneObjectAndNothingElse) {
   EXPECT_GE(object["totalTime"].get<double>(), object["presolveTime"].get<double>());
 }
 
+TEST(Program, SolvesQuadraticModels) {
+  ProgramRun result = qzlp({example("portfolio.lp")});
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_EQ(result.err, "");
+  EXPECT_NE(result.out.find("2 rows, 3 columns, 6 nonzeros, 4 in the triangle of Q"), std::string::npos) << result.out;
+  EXPECT_NEAR(numberBehind(result.out, "\nObjective             "), 108.0, 1e-4) << result.out;
+  const TemporaryFile solution(".sol");
+  result = qzlp({"--json", "--method", "normal", "--solution", solution.path(), example("pricing.qps")});
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_EQ(result.err, "qzlp: --method normal: a quadratic model is solved by the augmented system\n");
+  const nlohmann::json object = jsonOf(result);
+  EXPECT_EQ(object["status"], 1);
+  EXPECT_EQ(object["method"], "augmented");
+  EXPECT_NEAR(object["objective"].get<double>(), 80.0, 1e-4);
+  EXPECT_NE(solution.read().find("row MACHINE "), std::string::npos) << solution.read();
+  result = qzlp({"--json", "--crossover", example("pricing.qps")});
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_EQ(result.err, "qzlp: --crossover: a quadratic model has no basic solution to cross over to\n");
+}
+
+TEST(Program, AModelThatIsNotConvexFails) {
+  for (const std::string& sense : {std::string("min"), std::string("max")}) {
+    const TemporaryFile file(".lp", sense + "\n x + [ 2 x * y ] / 2\nst\n x + y <= 4\n x - y <= 3\nEnd\n");
+    const ProgramRun result = qzlp({file.path()});
+    EXPECT_EQ(result.exitCode, 30);
+    EXPECT_NE(result.out.find("Status                not convex (1000)"), std::string::npos) << result.out;
+    EXPECT_NE(result.out.find(sense == "min" ? "to minimise is not convex" : "to maximise is not concave"),
+              std::string::npos)
+        << result.out;
+  }
+}
+
 void expectExamplesSolved(const std::vector<std::vector<std::string>>& ways) {
   const struct {
     const char* name;
     double objective;
-  } examples[] = {{"diet.mps", 19.0}, {"transport.mps", 245.0}, {"production.lp", 2230.0}, {"workshop.lp", 44.0}};
+  } examples[] = {{"diet.mps", 19.0},    {"transport.mps", 245.0}, {"production.lp", 2230.0},
+                  {"workshop.lp", 44.0}, {"portfolio.lp", 108.0},  {"pricing.qps", 80.0}};
   for (const auto& one : examples) {
     for (std::vector<std::string> arguments : ways) {
       std::string shown(one.name);
@@ -263,7 +296,7 @@ TEST(Program, BadUsageExitsWithTwoAndOneLine) {
 
 TEST(Program, BadFilesExitWithTwoAndOneLineThatNamesThem) {
   const std::string text =
-      "NAME T\nROWS\n N C\n L R\nCOLUMNS\n X C 1 R 1\nRHS\n S R 4\nBOUNDS\n UP B X 3\nQUADOBJ\n X X 1\nENDATA\n";
+      "NAME T\nROWS\n N C\n L R\nCOLUMNS\n X C 1 R 1\nRHS\n S R 4\nBOUNDS\n UP B X 3\nQCMATRIX R\n X X 1\nENDATA\n";
   const std::vector<std::string> contents{"",
                                           "hello\n",
                                           text,
