@@ -16,8 +16,8 @@
 
 namespace qz {
 
-// Slacks and duals of bounds and inequality rows are positive; those of bounds that do not exist, and the slacks of
-// equations, are zero.
+// Slacks and duals of bounds and inequality rows are not negative, beyond what the ratio test passes over; those of
+// bounds that do not exist, and the slacks of equations, are zero.
 [[nodiscard]] int32_t VerifySolution(const Ipm* ipm, int32_t level);
 
 // The five measures and both objective values, and the right-hand side that computeMeasurement leaves.

@@ -4,7 +4,8 @@
 //   columns           c + Q x - A'y - zl + zu = 0
 //   objectives        c'x + x'Qx / 2 = b'y + l'zl - u'zu - x'Qx / 2
 // Residuals are measured as norms against the norms of the data and of the terms, within the larger of 1e-6 and the
-// tolerance of the option that the solve was to meet; a near-optimal point has ten times that.
+// tolerance of the option that the solve was to meet; a near-optimal point has ten times that,
+// and its objectives a hundred times.
 #pragma once
 
 #include <cstdint>

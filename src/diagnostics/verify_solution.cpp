@@ -11,10 +11,11 @@ namespace qz {
 namespace {
 
 constexpr double kResidualTolerance = 1e-6;
-constexpr double kNearFactor = 10.0;  // what a near-optimal point may have of the tolerance of an optimal one
+constexpr double kNearFactor = 10.0;      // what a near-optimal point may have of the tolerance of an optimal one
+constexpr double kNearGapFactor = 100.0;  // the same for the objectives
 
-double allowed(const Model* model, double tolerance) {
-  return std::max(kResidualTolerance, tolerance) * (model->status == QZ_STATUS_NEAR_OPTIMAL ? kNearFactor : 1.0);
+double allowed(const Model* model, double tolerance, double nearFactor = kNearFactor) {
+  return std::max(kResidualTolerance, tolerance) * (model->status == QZ_STATUS_NEAR_OPTIMAL ? nearFactor : 1.0);
 }
 
 double square(double v) {
@@ -167,7 +168,7 @@ int32_t VerifyModelGap(Env* env, int32_t level, const Model* model, const IpmOpt
   }
   for (int32_t i = 0; i < model->numRow; ++i) dual.add(pricedSide(model, i, solution->dual[i]) * solution->dual[i]);
   check.close(L"dual objective", -1, dual.value, primal.value,
-              allowed(model, option->tolOptimality) * (1.0 + primal.size + dual.size));
+              allowed(model, option->tolOptimality, kNearGapFactor) * (1.0 + primal.size + dual.size));
   return check.result();
 }
 
