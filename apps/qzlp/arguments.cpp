@@ -99,7 +99,10 @@ void describe(CLI::App& app, Arguments& arguments) {
             "0 silent, 1 a summary, 2 the iteration table too (2)");
   addNumber(app, arguments, "--log-frequency", {"logFrequency"}, "N", "a line of the table every N iterations (1)");
   addNumber(app, arguments, "--debug-level", {"debugLevel"}, "N",
-            "1 and above: check every stage by a second computation");
+            "check every stage by a second computation: 1 structure, 3 the solution, 5 every\n"
+            "iteration, 7 with reports, 9 with the whole solution (0)");
+  app.add_option("--export-mps", arguments.exportFile, "write the model to FILE as free MPS, without solving it")
+      ->type_name("FILE");
   app.add_option("--solution", arguments.solutionFile, "write the solution to FILE")->type_name("FILE");
   app.add_option_function<std::string>(
          "--basis",

@@ -10,6 +10,7 @@ namespace qzlpApp {
 
 struct Arguments {
   std::string file;
+  std::string exportFile;    // empty for none; the model is written there and not solved
   std::string solutionFile;  // empty for none
   std::string basisFile;     // empty for none; asks for the crossover
   bool json = false;

@@ -10,6 +10,7 @@
 #include "basis_file.h"
 #include "interrupt.h"
 #include "model_file.h"
+#include "mps_writer.h"
 #include "report.h"
 
 namespace {
@@ -86,6 +87,13 @@ bool openOutput(const std::string& path, OutputFile& file) {
   return file != nullptr;
 }
 
+int exportModel(const Arguments& arguments, const ModelFile& model) {
+  OutputFile file;
+  if (!openOutput(arguments.exportFile, file)) return exitBadInput;
+  if (!writeMps(file.get(), model)) return complain("could not be written to its end", arguments.exportFile);
+  return exitOptimal;
+}
+
 int solve(const Arguments& arguments, const ModelFile& model, double readTime) {
   // A file stays empty when the solve leaves nothing to write into it.
   OutputFile solution;
@@ -122,6 +130,7 @@ int run(int argc, const char* const* argv) {
     const auto start = std::chrono::steady_clock::now();
     const ModelFile model = readModelFile(arguments->file);
     const std::chrono::duration<double> readTime = std::chrono::steady_clock::now() - start;
+    if (!arguments->exportFile.empty()) return exportModel(*arguments, model);
     return solve(*arguments, model, readTime.count());
   } catch (const ModelFileError& error) {
     return complain(error.what(), arguments->file);

@@ -49,6 +49,52 @@ TEST(Program, ShowsSizeTableAndSummary) {
   EXPECT_NEAR(numberBehind(result.out, "\nObjective             "), 19.0, 1e-5) << result.out;
 }
 
+// The line that begins with `label`, empty without one.
+std::string lineOf(const std::string& text, const std::string& label) {
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);)
+    if (line.rfind(label, 0) == 0) return line;
+  return {};
+}
+
+TEST(Program, EveryDebugLevelEndsLikeLevelZeroWithoutABreach) {
+  for (const char* name :
+       {"diet.mps", "production.lp", "transport.mps", "workshop.lp", "shortage.mps", "unbounded.lp"}) {
+    for (const char* method : {"augmented", "normal"}) {
+      for (const char* presolve : {"-1", "0"}) {
+        const std::vector<std::string> plain{"--method", method, "--presolve", presolve, example(name)};
+        const ProgramRun silent = qzlp(plain);
+        for (const char* level : {"1", "3", "5", "7", "9"}) {
+          std::vector<std::string> arguments = plain;
+          arguments.insert(arguments.end(), {"--debug-level", level});
+          const ProgramRun checked = qzlp(arguments);
+          EXPECT_EQ(checked.exitCode, silent.exitCode) << name << method << presolve << level;
+          EXPECT_EQ(lineOf(checked.out, "Status "), lineOf(silent.out, "Status "))
+              << name << method << presolve << level;
+          EXPECT_EQ(lineOf(checked.out, "Objective "), lineOf(silent.out, "Objective ")) << name << level;
+          EXPECT_EQ(lineOf(checked.out, "Error"), "") << name << method << presolve << level;
+        }
+      }
+    }
+  }
+}
+
+TEST(Program, DebugLevelNineListsTheWholeSolution) {
+  const std::string text = qzlp({"--debug-level", "9", example("diet.mps")}).out;
+  EXPECT_NE(text.find("running debug code......"), std::string::npos);
+  EXPECT_NE(text.find("   primal(2)="), std::string::npos);
+  EXPECT_EQ(qzlp({example("diet.mps")}).out.find("running debug code"), std::string::npos);
+}
+
+TEST(Program, ExportWritesTheModelWithoutSolvingIt) {
+  const TemporaryFile file(".mps");
+  const ProgramRun exported = qzlp({"--export-mps", file.path(), example("production.lp")});
+  EXPECT_EQ(exported.exitCode, 0) << exported.err;
+  EXPECT_EQ(exported.out, "");
+  EXPECT_EQ(lineOf(qzlp({file.path()}).out, "Objective "), lineOf(qzlp({example("production.lp")}).out, "Objective "));
+  EXPECT_EQ(qzlp({"--export-mps", "/no/such/folder/x.mps", example("diet.mps")}).exitCode, 2);
+}
+
 TEST(Program, ShowsTheIterationTableAtPrintLevelTwoOnly) {
   const std::string header = "Duality gap  Primal infeas";
   const std::string file = example("transport.mps");
