@@ -11,10 +11,10 @@ namespace qz {
 
 // Level 1, once the kept rows and columns are numbered. Everything was looked at (unless the limit of passes ended the
 // passes); the statistics match the maps and both copies of the matrix; the bounds lie inside those of the model,
-// within the tolerance; each code of the maps has what it asks for: a removed row that says it set a bound of its one
-// column stands in the map of that side; a row in a map holds the column. A row that sets a bound of one column may
-// have tightened others before, and it may be empty or redundant by now: the recovery of the duals reads the bound maps
-// alone.
+// within the tolerance (but for a submodel, which moves them); each code of the maps has what it asks for: a removed
+// row that says it set a bound of its one column stands in the map of that side; a row in a map holds the column. A row
+// that sets a bound of one column may have tightened others before, and it may be empty or redundant by now: the
+// recovery of the duals reads the bound maps alone.
 [[nodiscard]] int32_t VerifyPresolveStructure(Env* env, int32_t level, const Model* model, const IpmOption* options,
                                               const Presolver* presolver);
 

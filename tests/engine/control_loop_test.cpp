@@ -54,6 +54,9 @@ class ControlLoop : public ::testing::Test {
       ldlCleanUpAll(&test->env, &ipm->laEnv, &ipm->ldlFactor, &ipm->ldlMemory);
       ASSERT_EQ(ipmInitNormal(ipm), 0);
     }
+    test->hub.numColSaved = from.model.cols();
+    test->hub.numRowSaved = from.model.rows();
+    test->hub.numCoefSaved = test->model.numCoef;
     activity.assign(static_cast<size_t>(from.model.rows()), 0.0);
     test->model.rowActivity = activity.data();
     control = Control{};
@@ -286,6 +289,272 @@ TEST_F(ControlLoop, WrongMarksAreRepaired) {
     }
   }
   EXPECT_GE(returned, 60);
+}
+
+// Rows x0 + x1 = 4 and x0 - x1 + x2 >= -10, costs 1, 3, 2: (4, 0, 0) with duals 1 and 0.
+Constructed handCase() {
+  Constructed out;
+  out.model.A = qztest::Matrix{{1, 1, 0}, {1, -1, 1}};
+  out.model.c = Vector{{1, 3, 2}};
+  out.model.b = Vector{{4, -10}};
+  out.model.lower = Vector::Zero(3);
+  out.model.upper = Vector::Constant(3, 10.0);
+  out.model.sense = "EG";
+  return out;
+}
+
+TEST_F(ControlLoop, RoutesThatFitNoStepAreErrors) {
+  make(handCase());
+  control.hub->routeSubmodel = ROUTE_UNSCALE;
+  ipm->stopState = STOP_ITERATE;
+  const Next afterRun = iterateModel(control);
+  EXPECT_EQ(afterRun.stage, Stage::kLeave);
+  EXPECT_EQ(afterRun.result, QZ_STATUS_FAILED);
+  EXPECT_TRUE(
+      host.loggedText("Error ipmSolve: out of resource, routeSubmodel=%d should be either INACTIVE or INVITRO"));
+  control.hub->routeSubmodel = ROUTE_INACTIVE;
+  EXPECT_EQ(reduceToSubmodel(control).result, QZ_STATUS_FAILED);
+  EXPECT_TRUE(host.loggedText("Error ipmSolve: reduce model, routeSubmodel=%d should be INVITRO"));
+  control.hub->routeSubmodel = ROUTE_BOTH;
+  EXPECT_EQ(recoverModel(control).result, QZ_STATUS_FAILED);
+  EXPECT_TRUE(host.loggedText("Error ipmSolve: recover, routeSubmodel=%d should be INVITRO, UNSCALE, or RESTORE"));
+}
+
+TEST_F(ControlLoop, ARunEndsAsItsStatusSays) {
+  make(handCase());
+  for (const int32_t status : {QZ_STATUS_OUT_OF_MEMORY, QZ_STATUS_INTERRUPTED, QZ_STATUS_FAILED}) {
+    EXPECT_EQ(endRun(control, status).stage, Stage::kLeave);
+    EXPECT_EQ(endRun(control, status).result, status);
+  }
+  for (const int32_t status : {QZ_STATUS_TIME_LIMIT, QZ_STATUS_ITERATION_LIMIT, QZ_STATUS_OPTIMAL,
+                               QZ_STATUS_NEAR_OPTIMAL, QZ_STATUS_PRIMAL_INFEASIBLE, QZ_STATUS_DUAL_INFEASIBLE}) {
+    EXPECT_EQ(endRun(control, status).stage, Stage::kLeave);
+    EXPECT_EQ(endRun(control, status).result, 0);
+  }
+  EXPECT_EQ(endRun(control, QZ_STATUS_RESTART).stage, Stage::kReduce);
+}
+
+TEST_F(ControlLoop, WithEmptyListsTheIterationGoesOnWithoutAPresolve) {
+  make(handCase());
+  iterate(2);
+  wish({{}, {}, {0}, {0}, {0}, {SUB_UPPER}});
+  const int64_t allocations = host.allocations();
+  const Next next = reduceToSubmodel(control);
+  EXPECT_EQ(next.stage, Stage::kRestart);
+  EXPECT_EQ(host.allocations(), allocations);
+  EXPECT_EQ(control.hub->routeSubmodel, ROUTE_INACTIVE);
+  EXPECT_EQ(control.submodel->planBigVar, 0);
+  EXPECT_EQ(control.submodel->numBigDual, 0);
+  EXPECT_EQ(control.submodel->moveTolerance, 0.01);
+  EXPECT_EQ(loop(next), 0);
+  expectOptimal(1e-5);
+}
+
+TEST_F(ControlLoop, AWishThatReducesNothingIsAnError) {
+  make(handCase());
+  iterate(2);
+  wish({{1}, {}, {}, {}, {}, {}});
+  control.submodel->planBigIneqnSlack = BIG_INVIVO;
+  EXPECT_EQ(loop(goTo(Stage::kReduce)), QZ_STATUS_FAILED);
+  EXPECT_TRUE(host.loggedText("Error ipmSolve: model must be reduced if break from normal iteration"));
+}
+
+TEST_F(ControlLoop, IterationsCountOnAndTheReductionReplacesTheEnginesModel) {
+  make(handCase());
+  iterate(2);
+  const int32_t numIter = ipm->numIter;
+  wish({{1}, {}, {}, {}, {}, {}});
+  ASSERT_EQ(reduceToSubmodel(control).stage, Stage::kRestart);
+  EXPECT_EQ(ipm->initOption, kInitOptionSubmodel);
+  EXPECT_EQ(test->option.initOption, kInitOptionSubmodel);
+  EXPECT_NE(control.model, &test->model);
+  EXPECT_EQ(ipm->numRow, 1);
+  EXPECT_EQ(ipm->numCol, 2);  // the last column had no other row
+  EXPECT_EQ(ipm->numDim, 3);
+  EXPECT_EQ(control.submodel->rowMapSub[1], -1);
+  EXPECT_EQ(control.submodel->planBigIneqnSlack, 0);
+  ipm->stopState = STOP_NOW;
+  ipm->maxPrimal = 1e30;
+  ASSERT_EQ(restartIteration(control).stage, Stage::kIterate);
+  EXPECT_EQ(ipm->numIter, numIter);
+  EXPECT_EQ(ipm->stopState, STOP_ITERATE);
+  EXPECT_EQ(ipm->maxPrimal, 0.0);
+  EXPECT_EQ(loop(goTo(Stage::kIterate)), 0);
+  EXPECT_GE(ipm->numIter, numIter);
+  expectOuterModelStands();
+  expectOptimal(1e-5);
+}
+
+// Every row freed: presolve answers the rest, and the columns rest where the point had them. The answer does not stand
+// on the outer model, which is solved to its end.
+TEST_F(ControlLoop, AReductionThatPresolveAnswersIsMeasuredOnTheOuterModel) {
+  Constructed all = handCase();
+  all.model.sense = "GG";
+  make(all);
+  iterate(2);
+  wish({{0, 1}, {}, {}, {}, {}, {}});
+  EXPECT_EQ(loop(goTo(Stage::kReduce)), 0);
+  ASSERT_GE(visited.size(), 2u);
+  EXPECT_EQ(visited[1], Stage::kRecover);
+  EXPECT_EQ(test->model.status, QZ_STATUS_OPTIMAL);
+  expectOuterModelStands();
+  expectOptimal(1e-5);
+}
+
+// A right reduction that leaves nothing: all columns end at the bounds at which they are fixed.
+TEST_F(ControlLoop, AReductionThatPresolveAnswersRightlyEndsTheSolve) {
+  Constructed fixed = handCase();
+  fixed.model.A = qztest::Matrix{{1, 1, 1}};
+  fixed.model.b = Vector::Constant(1, -5.0);
+  fixed.model.sense = "G";
+  make(fixed);
+  iterate(5);
+  wish({{0}, {0, 1, 2}, {}, {}, {}, {}});
+  EXPECT_EQ(loop(goTo(Stage::kReduce)), 0);
+  EXPECT_EQ(visited, (std::vector<Stage>{Stage::kReduce, Stage::kRecover}));
+  EXPECT_EQ(test->model.status, QZ_STATUS_OPTIMAL);
+  expectOptimal(1e-6);
+  for (int j = 0; j < 3; ++j) EXPECT_EQ(test->solution.primal[j], 0.0);
+}
+
+// Both columns of the equation fixed at 0: presolve sees 0 = 4. With a large dual the row is missed first, and the
+// record is kept; otherwise it is freed.
+TEST_F(ControlLoop, AReductionThatPresolveShowsInfeasibleIsGivenUp) {
+  for (const double dual : {0.5, 2.0}) {
+    SCOPED_TRACE(dual);
+    make(handCase());
+    iterate(2);
+    control.submodel->thresholdBig = 1e-3;
+    for (int j = 0; j < 2; ++j) {
+      ipm->lowerDual[j] = 1.0;
+      ipm->upperDual[j] = 1e-4;
+    }
+    ipm->dual[0] = dual;
+    wish({{}, {0, 1}, {}, {}, {}, {}});
+    ASSERT_EQ(reduceToSubmodel(control).stage, Stage::kRestart);
+    EXPECT_EQ(control.hub->routeSubmodel, ROUTE_INACTIVE);
+    EXPECT_EQ(control.hub->bigLevelLeft, 1);
+    EXPECT_EQ(control.hub->releaseSubmodel, dual > 1.0 ? 0 : 1);
+    EXPECT_EQ(control.submodel->moveTolerance, dual > 1.0 ? 0.01 * 1e-5 : 0.01);
+    EXPECT_EQ(ipm->numRow, 2);
+    control.submodel->thresholdBig = 1e30;
+    EXPECT_EQ(loop(goTo(Stage::kRestart)), 0);
+    EXPECT_EQ(control.submodel == nullptr, dual <= 1.0);
+    EXPECT_EQ(test->model.status, QZ_STATUS_OPTIMAL);
+    expectOuterModelStands();
+    expectOptimal(1e-5);
+  }
+}
+
+TEST_F(ControlLoop, LimitsOnAReductionEndTheSolveWithTheOuterModel) {
+  for (const bool time : {false, true}) {
+    make(randomCase(8, kKinds[0]));
+    iterate(2);
+    wish(rightMarks());
+    ASSERT_EQ(reduceToSubmodel(control).stage, Stage::kRestart);
+    if (time)
+      timer.realLimit = 0.0;
+    else
+      ipm->maxIter = ipm->numIter;
+    EXPECT_EQ(loop(goTo(Stage::kRestart)), 0);
+    EXPECT_EQ(test->model.status, time ? QZ_STATUS_TIME_LIMIT : QZ_STATUS_ITERATION_LIMIT);
+    expectOuterModelStands();
+    const double far = 1e3;
+    for (int j = 0; j < truth.model.cols(); ++j) EXPECT_LT(std::fabs(test->solution.primal[j]), far);
+  }
+}
+
+TEST_F(ControlLoop, ABreakOnAReductionLeavesWithTheOuterModel) {
+  make(randomCase(8, kKinds[0]));
+  iterate(2);
+  wish(rightMarks());
+  ASSERT_EQ(reduceToSubmodel(control).stage, Stage::kRestart);
+  ipm->checkSolverBreak = [](void*) -> int32_t { return 1; };
+  EXPECT_EQ(loop(goTo(Stage::kRestart)), QZ_STATUS_INTERRUPTED);
+  EXPECT_EQ(control.model, &test->model);
+  EXPECT_EQ(control.presolver, nullptr);
+}
+
+// The objective stands divided by 4; nothing may leave the loop in those terms.
+TEST_F(ControlLoop, AScaledModelIsUnscaledBehindItsReduction) {
+  for (const Kind& kind : kKinds) {
+    for (const bool limited : {false, true}) {
+      for (uint32_t seed = 1; seed <= 15; ++seed) {
+        SCOPED_TRACE("seed " + std::to_string(seed) + " quadratic " + std::to_string(kind.quadratic) + " method " +
+                     std::to_string(kind.typeMethod));
+        Constructed scaled = randomCase(seed, kind);
+        const Vector cost = scaled.model.c;
+        const qztest::Matrix hessian = scaled.model.Q;
+        scaled.model.c = 0.25 * cost;
+        if (kind.quadratic) scaled.model.Q = 0.25 * hessian;
+        make(scaled, kind.typeMethod);
+        iterate(2);
+        test->hub.scaleState = 1;
+        test->hub.objScale = 0.25;
+        test->hub.typeMethod = kind.typeMethod;
+        truth.model.Q = hessian;
+        wish(rightMarks());
+        if (limited) ipm->maxIter = ipm->numIter + 1;
+        EXPECT_EQ(loop(goTo(Stage::kReduce)), 0);
+        EXPECT_EQ(test->hub.scaleState, 0);
+        for (int j = 0; j < truth.model.cols(); ++j) EXPECT_NEAR(test->model.obj[j], cost[j], 1e-12);
+        expectOuterModelStands();
+        if (limited) continue;
+        EXPECT_EQ(test->model.status, QZ_STATUS_OPTIMAL);
+        expectOptimal(2e-5);
+      }
+    }
+  }
+}
+
+TEST_F(ControlLoop, AnUnknownModelTypeCannotRestart) {
+  make(handCase());
+  freeFactors(control);
+  ipm->typeModel = 7;
+  const Next next = restartIteration(control);
+  EXPECT_EQ(next.stage, Stage::kLeave);
+  EXPECT_EQ(next.result, QZ_STATUS_FAILED);
+  EXPECT_TRUE(host.loggedText("Error ipmSolve: unknown model type."));
+}
+
+TEST_F(ControlLoop, TheDebugLevelTellsTheStory) {
+  make(randomCase(8, kKinds[0]));
+  iterate(3);
+  ipm->debugLevel = 1;
+  wish(rightMarks());
+  EXPECT_EQ(loop(goTo(Stage::kReduce)), 0);
+  EXPECT_TRUE(host.loggedText("reduced to %d rows"));
+  EXPECT_TRUE(host.loggedText("back from the reduction with status %d"));
+}
+
+// The k-th allocation behind the wish fails. The loop leaves with -1086 or, where the want could be borne, with an
+// answer; the outer model stands or can be recovered, and nothing is lost.
+TEST_F(ControlLoop, EveryFailedAllocationIsBorne) {
+  for (const Kind& kind : kKinds) {
+    int failures = 0;
+    for (int64_t k = 1;; ++k) {
+      SCOPED_TRACE("allocation " + std::to_string(k));
+      release();
+      const int64_t before = host.outstanding();
+      make(randomCase(7, kind), kind.typeMethod);
+      iterate(2);
+      wish(rightMarks());
+      const int64_t allocations = host.allocations();
+      host.failAllocation(k);
+      const int32_t status = loop(goTo(Stage::kReduce));
+      host.failAllocation(0);
+      const bool reached = host.allocations() - allocations >= k;
+      release();
+      ASSERT_EQ(host.outstanding(), before);
+      if (!reached) {
+        EXPECT_EQ(status, 0);
+        break;
+      }
+      ASSERT_TRUE(status == QZ_STATUS_OUT_OF_MEMORY || status == 0) << status;
+      failures += status != 0 ? 1 : 0;
+    }
+    EXPECT_GT(failures, 40);
+  }
 }
 
 }  // namespace
