@@ -18,9 +18,13 @@ bool readable(const Reduction& r) {
   return hasMaps(r) && r.outcome != QZ_PRESOL_FAILED;
 }
 
+// A column at its bound takes the caller's: the reduced one may have been rounded on its way through the solver.
 double primalOf(const Reduction& r, int32_t j) {
   const int32_t reduced = r.outcome == 0 ? r.colMap[j] : -1;
-  return reduced < 0 ? r.fixedValue[j] : r.reduced.solPrimal[reduced];
+  if (reduced < 0) return r.fixedValue[j];
+  if (r.reduced.colBasis[reduced] == QZ_BASIS_LOWER) return r.caller->lower[j];
+  if (r.reduced.colBasis[reduced] == QZ_BASIS_UPPER) return r.caller->upper[j];
+  return r.reduced.solPrimal[reduced];
 }
 
 // Duals are of the objective as the caller wrote it; a removed row does not bind and has dual 0.

@@ -139,11 +139,11 @@ int32_t runSimplex(Handoff& h) {
 
 }  // namespace
 
-int32_t iplpCrossover(Env* env, LpRecord* record, Solution* solution, const KeptSolution* /*keptSolution*/,
+int32_t iplpCrossover(Env* env, LpRecord* lpRecord, Solution* solution, const KeptSolution* /*keptSolution*/,
                       const IpmOption* option, int32_t status) {
   if (leavesNoPoint(status)) return status;
   Handoff h{env,
-            record,
+            lpRecord,
             solution,
             option,
             static_cast<QzPresolveObject*>(env->presolveObject),

@@ -114,6 +114,17 @@ TEST_F(Faults, EveryAllocationFromOneOnFails) {
   failEveryRequest(mixed(), true, {});
 }
 
+// Whether the build has the simplex module that a crossover needs.
+bool hasCrossover() {
+  static const bool has = solve(tiny(), {{"crossover", 1}}).status == QZLP_STATUS_OPTIMAL;
+  return has;
+}
+
+TEST_F(Faults, EveryAllocationFailsOnceCrossover) {
+  if (!hasCrossover()) GTEST_SKIP() << "this build has no simplex module";
+  failEveryRequest(mixed(), false, {{"crossover", 1}});
+}
+
 struct BreakAt {
   int poll = 0;  // the poll that asks to stop
   int seen = 0;
@@ -215,6 +226,12 @@ TEST_F(Faults, ACancelledThreadEndsTheSolveAugmented) {
 TEST_F(Faults, ACancelledThreadEndsTheSolveNormal) {
   if (!hasNormalEquations()) GTEST_SKIP() << "this build's solver has no normal equations";
   cancelAtEveryPoll(mixed(), {{"method", 1}});
+}
+
+TEST_F(Faults, ABreakAtEveryPollCrossover) {
+  if (!hasCrossover()) GTEST_SKIP() << "this build has no simplex module";
+  breakEveryPoll({{"crossover", 1}});
+  breakEveryPoll({{"crossover", 2}});
 }
 
 TEST_F(Faults, NoIterationsGiveTheIterationLimit) {

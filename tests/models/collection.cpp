@@ -64,10 +64,15 @@ void Collection::check(const std::string& name, const std::vector<Choice>& choic
   std::fflush(stdout);
 }
 
-void Collection::checkFolder(const std::string& part) {
+std::vector<std::string> Collection::namesIn(const std::string& part) const {
   std::vector<std::string> names;
   for (const auto& [name, expected] : optima_)
     if (name.compare(0, part.size(), part) == 0) names.push_back(name);
+  return names;
+}
+
+void Collection::checkFolder(const std::string& part) {
+  const std::vector<std::string> names = namesIn(part);
   ASSERT_FALSE(names.empty());
   for (const std::string& name : names) check(name);
 }

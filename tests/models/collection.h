@@ -26,8 +26,9 @@ class Collection : public testing::Test {
   // Solves one model of the collection, by its path there, and adds a row to the table.
   void check(const std::string& name, const std::vector<Choice>& choices = {});
 
-  // All models whose path begins with `part`.
+  // All models whose path begins with `part`, by check or by a judge of the test's own.
   void checkFolder(const std::string& part);
+  std::vector<std::string> namesIn(const std::string& part) const;
 
   std::filesystem::path folder_;
   std::map<std::string, Expected> optima_;

@@ -6,6 +6,7 @@
 // with infinite sides as +-infinity.
 #pragma once
 
+#include <cstdint>
 #include <limits>
 #include <string>
 #include <vector>
@@ -44,6 +45,8 @@ struct Answer {
   int iterations = 0;
   double seconds = 0.0;
   std::vector<double> primal, reducedCost, activity, dual;
+  std::vector<uint8_t> columnBasis, rowBasis;  // empty without a basis
+  int simplexIterations = 0;
   std::string log;  // all lines
 };
 

@@ -42,7 +42,8 @@ void keepLine(int, uint32_t, const char* line, void* log) {
   static_cast<std::string*>(log)->append(line).append("\n");
 }
 
-void copyArray(std::vector<double>& to, const double* from, int count) {
+template <class T>
+void copyArray(std::vector<T>& to, const T* from, int count) {
   if (from != nullptr) to.assign(from, from + count);
 }
 
@@ -64,6 +65,9 @@ Answer solveIn(qzlp* lp, const LinearProgram& program) {
   copyArray(answer.reducedCost, qzlp_reducedCost(lp), program.numCol());
   copyArray(answer.activity, qzlp_rowActivity(lp), program.numRow());
   copyArray(answer.dual, qzlp_dual(lp), program.numRow());
+  copyArray(answer.columnBasis, qzlp_columnBasis(lp), program.numCol());
+  copyArray(answer.rowBasis, qzlp_rowBasis(lp), program.numRow());
+  answer.simplexIterations = qzlp_simplexIterations(lp);
   return answer;
 }
 

@@ -308,7 +308,7 @@ TEST(Program, HelpAndVersion) {
   EXPECT_EQ(help.exitCode, 0);
   EXPECT_EQ(help.err, "");
   for (const char* flag : {"--method", "--presolve", "--threads", "--max-iter", "--time-limit", "--tol", "--tol-primal",
-                           "--tol-dual", "--tol-optimality", "--scaling", "--crossover", "--print-level",
+                           "--tol-dual", "--tol-optimality", "--scaling", "--crossover", "--basis", "--print-level",
                            "--log-frequency", "--debug-level", "--solution", "--json", "--version", "--help"})
     EXPECT_NE(help.out.find(flag), std::string::npos) << flag;
   const ProgramRun version = qzlp({"--version"});
@@ -396,6 +396,45 @@ TEST(Program, CtrlCStopsTheSolveAndStillPrintsTheSummary) {
     EXPECT_EQ(result.exitCode, 20) << result.out << result.err;
     EXPECT_NE(result.out.find("interrupted (12)"), std::string::npos) << result.out;
   }
+}
+
+// True when the program says that its build has no simplex module.
+bool lacksCrossover() {
+  const ProgramRun result = qzlp({"--json", "--crossover", example("diet.mps")});
+  return result.err.find("qzsimpx") != std::string::npos;
+}
+
+TEST(Program, WithoutASimplexModuleACrossoverFailsAndSaysWhy) {
+  if (!lacksCrossover()) GTEST_SKIP() << "this build has the simplex module";
+  EXPECT_EQ(qzlp({"--json", "--crossover", example("diet.mps")}).exitCode, 30);
+}
+
+TEST(Program, CrossoverGivesTheVertex) {
+  if (lacksCrossover()) GTEST_SKIP() << "this build has no simplex module";
+  const ProgramRun result = qzlp({"--crossover", example("workshop.lp")});
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_NE(result.out.find("Crossover: "), std::string::npos) << result.out;
+  EXPECT_NE(result.out.find("\nSimplex iterations    "), std::string::npos) << result.out;
+  const nlohmann::json object = jsonOf(qzlp({"--json", "--crossover", example("workshop.lp")}));
+  EXPECT_DOUBLE_EQ(object["objective"].get<double>(), 44.0) << "a vertex is exact";
+  EXPECT_EQ(object["dualityGap"].get<double>(), 0.0);
+  EXPECT_TRUE(object["simplexIterations"].is_number_integer());
+}
+
+TEST(Program, BasisFileIncludesTheCrossover) {
+  if (lacksCrossover()) GTEST_SKIP() << "this build has no simplex module";
+  const TemporaryFile file(".bas");
+  EXPECT_EQ(qzlp({"--json", "--basis", file.path(), example("transport.mps")}).exitCode, 0);
+  const std::string text = file.read();
+  EXPECT_EQ(text.compare(0, 4, "NAME"), 0) << text;
+  EXPECT_NE(text.find("\nENDATA\n"), std::string::npos) << text;
+}
+
+TEST(Program, BasisFileStaysEmptyWithoutABasis) {
+  const TemporaryFile file(".bas");
+  EXPECT_EQ(qzlp({"--json", "--basis", file.path(), example("shortage.mps")}).exitCode, 10);
+  EXPECT_EQ(file.read(), "");
+  EXPECT_EQ(qzlp({"--basis", "/no/such/folder/a.bas", example("diet.mps")}).exitCode, 2);
 }
 
 }  // namespace

@@ -246,6 +246,85 @@ TEST_F(Presolver, MaximisationIsTurnedAndTurnedBack) {
   done();
 }
 
+TEST_F(Presolver, TheHandleCarriesTheOptionsForTheSimplexModule) {
+  options.printLevel = 3;
+  options.timeType = 1;
+  options.tolPrimal = 2e-7;
+  options.tolDual = 3e-7;
+  int32_t rc = 55;
+  QzPresolveHandle* other = object->prepare(object, &options, &rc);
+  ASSERT_EQ(rc, 0);
+  EXPECT_EQ(other->settings->printLevel, 3);
+  EXPECT_EQ(other->settings->timeType, 1);
+  EXPECT_EQ(other->settings->tolPrimal, 2e-7);
+  EXPECT_EQ(other->settings->tolDual, 3e-7);
+  void* field = other;
+  object->freeHandle(object, &field);
+}
+
+// Columns: kept, fixed, empty with a cost to its upper bound, empty and free. Rows: kept, free, kept.
+TEST_F(Presolver, ABasisComesBackWithTheRemovedRowsAndColumns) {
+  Caller caller("LNE", {4, 0, 6}, {1, 1, -1, 0, 1}, {0.1, 2, 0, -kInf, -5}, {7, 2, 9, kInf, 0.3},
+                {{1, 1, 0, 0, 1}, {1, 1, 0, 0, 0}, {1, 0, 0, 0, 2}});
+  std::vector<uint8_t> colBasis(5, 77), rowBasis(3, 77);
+  caller.record.colBasis = colBasis.data();
+  caller.record.rowBasis = rowBasis.data();
+  ASSERT_EQ(reduce(caller), 0);
+  ASSERT_EQ(reduced->numCol, 2);
+  ASSERT_EQ(reduced->numRow, 2);
+  reduced->status = 1;
+  reduced->numSimplexIter = 13;
+  reduced->colBasis[0] = QZ_BASIS_LOWER;
+  reduced->colBasis[1] = QZ_BASIS_UPPER;
+  reduced->rowBasis[0] = QZ_BASIS_BASIC;
+  reduced->rowBasis[1] = QZ_BASIS_BASIC;
+  reduced->solPrimal[0] = 0.1 * (1.0 + 1e-15);
+  reduced->solPrimal[1] = 0.3 * (1.0 + 1e-15);
+  EXPECT_EQ(object->postsolve(result), 0);
+  EXPECT_EQ(colBasis,
+            (std::vector<uint8_t>{QZ_BASIS_LOWER, QZ_BASIS_LOWER, QZ_BASIS_UPPER, QZ_BASIS_FREE, QZ_BASIS_UPPER}));
+  EXPECT_EQ(rowBasis, (std::vector<uint8_t>{QZ_BASIS_BASIC, QZ_BASIS_BASIC, QZ_BASIS_BASIC}));
+  EXPECT_EQ(caller.record.numSimplexIter, 13);
+  EXPECT_EQ(caller.x[0], 0.1) << "the caller's bound to the bit";
+  EXPECT_EQ(caller.x[4], 0.3);
+  done();
+}
+
+TEST_F(Presolver, WithoutABasisTheEntriesSaySo) {
+  Caller caller("L", {4}, {1, 1}, {0, 2}, {7, 2}, {{1, 1}});
+  std::vector<uint8_t> colBasis(2, 77), rowBasis(1, 77);
+  caller.record.colBasis = colBasis.data();
+  caller.record.rowBasis = rowBasis.data();
+  ASSERT_EQ(reduce(caller), 0);
+  reduced->status = 1;
+  EXPECT_EQ(object->postsolve(result), 0);
+  EXPECT_EQ(colBasis, (std::vector<uint8_t>{QZ_BASIS_NONE, QZ_BASIS_NONE}));
+  EXPECT_EQ(rowBasis, (std::vector<uint8_t>{QZ_BASIS_NONE}));
+  done();
+}
+
+TEST_F(Presolver, AModelSolvedHereHasABasisAndAnInfeasibleOneHasNone) {
+  for (double upper : {4.0, -4.0}) {
+    Caller caller("L", {upper}, {1}, {0}, {7}, {{0}});
+    std::vector<uint8_t> colBasis(1, 77), rowBasis(1, 77);
+    caller.record.colBasis = colBasis.data();
+    caller.record.rowBasis = rowBasis.data();
+    EXPECT_GT(reduce(caller), 0);
+    EXPECT_EQ(object->postsolve(result), 0);
+    EXPECT_EQ(colBasis[0], upper > 0.0 ? QZ_BASIS_LOWER : QZ_BASIS_NONE);
+    EXPECT_EQ(rowBasis[0], upper > 0.0 ? QZ_BASIS_BASIC : QZ_BASIS_NONE);
+    done();
+  }
+}
+
+TEST_F(Presolver, AnIdleColumnGoesToTheBoundNearZero) {
+  Caller caller("L", {4}, {0, 0, 0, 0, 0}, {-3, -9, -kInf, -2, -kInf}, {5, 2, 8, kInf, kInf}, {{0, 0, 0, 0, 0}});
+  EXPECT_GT(reduce(caller), 0);
+  EXPECT_EQ(object->postsolve(result), 0);
+  EXPECT_EQ(caller.x, (std::vector<double>{-3, 2, 8, -2, 0}));
+  done();
+}
+
 TEST_F(Presolver, NullOutputArraysAreSkipped) {
   Caller caller("E", {10}, {1, 1}, {0, 0}, {kInf, kInf}, {{1, 1}});
   LpRecord* record = caller.get();
