@@ -11,7 +11,8 @@ namespace qzsimpx {
 namespace {
 
 constexpr int32_t kDualStart = 2;
-constexpr double kTolerance = 1e-9;  // of bounds and reduced costs, in the scaled model
+constexpr double kTightTolerance = 1e-9;  // of bounds and reduced costs, in the scaled model
+constexpr double kUsualTolerance = 1e-7;
 constexpr int kNoPerturbation = 100;
 
 // Asks the limits behind every iteration.
@@ -96,10 +97,14 @@ int32_t statusOf(const ClpSimplex& simplex, const Limits& limits) {
   }
 }
 
-}  // namespace
+// One run of the simplex method.
+struct Attempt {
+  bool dual;
+  double tolPrimal;
+  double tolDual;
+};
 
-int32_t cleanUp(const Program& p, Point& point, Limits& limits, const QzPresolveSettings& settings) {
-  if (limits.check() != QZ_STATUS_OK) return limits.status();
+int32_t runSimplex(const Program& p, Point& point, Limits& limits, const Attempt& attempt) {
   const int32_t before = limits.numChange();
   Watch watch(limits, before);
   CoinMessageHandler silence;
@@ -108,17 +113,35 @@ int32_t cleanUp(const Program& p, Point& point, Limits& limits, const QzPresolve
   simplex.passInMessageHandler(&silence);
   simplex.passInEventHandler(&watch);
   load(p, point, simplex);
-  simplex.setPrimalTolerance(kTolerance);
-  simplex.setDualTolerance(kTolerance);
+  simplex.setPrimalTolerance(attempt.tolPrimal);
+  simplex.setDualTolerance(attempt.tolDual);
   simplex.scaling(0);
   simplex.setPerturbation(kNoPerturbation);
-  if (settings.startMode == kDualStart)
+  if (attempt.dual)
     simplex.dual();
   else
     simplex.primal();
   limits.setChanges(before + simplex.numberIterations());
   const int32_t status = statusOf(simplex, limits);
   if (status == QZ_STATUS_OPTIMAL) take(p, simplex, point);
+  return status;
+}
+
+}  // namespace
+
+int32_t cleanUp(const Program& p, Point& point, Limits& limits, const QzPresolveSettings& settings) {
+  const bool dual = settings.startMode == kDualStart;
+  // What the interior-point method called optimal may have no point within the tight tolerance: then the other method
+  // tries the usual one, and then that of the options.
+  const Attempt attempts[] = {{dual, kTightTolerance, kTightTolerance},
+                              {!dual, kUsualTolerance, kUsualTolerance},
+                              {!dual, settings.tolPrimal, settings.tolDual}};
+  int32_t status = QZ_STATUS_FAILED;
+  for (const Attempt& attempt : attempts) {
+    if (limits.check() != QZ_STATUS_OK) return limits.status();
+    status = runSimplex(p, point, limits, attempt);
+    if (status == QZ_STATUS_OPTIMAL || limits.status() != QZ_STATUS_OK) break;
+  }
   return status;
 }
 

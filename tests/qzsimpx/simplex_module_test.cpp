@@ -260,6 +260,28 @@ TEST_F(SimplexModule, EveryFailingAllocationIsOutOfMemory) {
   EXPECT_GT(k, 15);
 }
 
+// x + y = 2 twice, the second time a little off: optimal within the tolerance of the options alone.
+TEST_F(SimplexModule, RowsThatDisagreeWithinTheTolerancesOfTheOptionsHaveAnOptimum) {
+  for (double off : {1e-8, 2e-7}) {
+    models::LinearProgram program;
+    program.addRow(2.0, 2.0);
+    program.addRow(2.0 + off, 2.0 + off);
+    for (double cost : {1.0, 3.0}) {
+      program.addColumn(cost, 0.0, models::infinite);
+      program.addEntry(0, 1.0);
+      program.addEntry(1, 1.0);
+    }
+    for (int32_t mode : {1, 2}) {
+      SCOPED_TRACE(testing::Message() << off << " mode " << mode);
+      InteriorRecord data(program, {2.0, 1e-9}, {0.5, 0.5}, 0.0, 1);
+      settings.startMode = mode;
+      ASSERT_EQ(run(data.record), 0);
+      EXPECT_EQ(data.record.status, QZ_STATUS_OPTIMAL);
+      EXPECT_NEAR(data.record.objValue, 2.0, 1e-6);
+    }
+  }
+}
+
 // The interior answer may be wrong: what the simplex method then finds is what counts.
 TEST_F(SimplexModule, ModelsWithoutAnOptimumAreToldAsSuch) {
   const models::KnownInfeasible infeasible = models::infeasible(8, 12, 5);
