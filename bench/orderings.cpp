@@ -317,14 +317,15 @@ void runAll(const Request& request, QzPool* pool) {
       if (request.pattern != "augmented") add("mesh, 0", graph, 0);
     }
   }
+#if !defined(QZ_BENCH_METIS) || !defined(QZ_BENCH_AMD)
+  std::printf("\nno means: METIS or SuiteSparse was not there when this program was built\n");
+#endif
   for (const char* group : {"augmented", "normal", "mesh, 1", "mesh, 0"}) printMeansOfGroup(group, rows);
   printPoorChoices(rows);
   if (!request.tsv.empty()) writeTsv(request.tsv, rows);
 }
 
-}  // namespace
-
-int main(int count, char** arguments) {
+int measureAll(int count, char** arguments) {
   Request request;
   CLI::App app{"Fill and time of the orderings"};
   app.add_option("paths", request.paths, "model files and folders of them");
@@ -345,4 +346,15 @@ int main(int count, char** arguments) {
   runAll(request, pool);
   pool->destroy(pool);
   return 0;
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+  try {
+    return measureAll(count, arguments);
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "bench_orderings: %s\n", error.what());
+    return 1;
+  }
 }

@@ -176,11 +176,6 @@ FactorPath chooseLDLPath(const FactorShape& shape, int32_t numThreads, int32_t p
   return {1, std::min(numThreads, cap), staticPipeline};
 }
 
-FactorPath availablePath(const FactorPath& path) {
-  if (parallelEnginesAvailable) return path;
-  return {0, 1, path.staticPipeline};
-}
-
 int32_t choleskyBlockSize(const FactorShape& shape, int32_t numThreads, int32_t staticPipeline) {
   return blockSizeOf(choleskyRows, shape, numThreads, kindOther, staticPipeline);
 }

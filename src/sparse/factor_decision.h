@@ -21,9 +21,6 @@ struct FactorPath {
   int32_t staticPipeline;
 };
 
-// The parallel engines stand behind this switch: while it is off, every factor takes the serial sweep on one thread.
-constexpr bool parallelEnginesAvailable = true;
-
 // Serial or blocked, from the requested threads, the kind of the problem and the requested pipeline. The Cholesky rule
 // keeps the number of threads and, on the serial way of a single thread, drops the static pipeline; the LDL rule lowers
 // the number of threads to what pays.
@@ -38,9 +35,6 @@ struct FactorPlan {
   FactorPath path;
   int32_t blockSize;
 };
-
-// The path that can run: the given one, or the serial one while parallelEnginesAvailable is off.
-[[nodiscard]] FactorPath availablePath(const FactorPath& path);
 
 // Block size nb of a blocked factor.
 [[nodiscard]] int32_t choleskyBlockSize(const FactorShape& shape, int32_t numThreads, int32_t staticPipeline);

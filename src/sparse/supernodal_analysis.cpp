@@ -39,7 +39,7 @@ void choosePath(LAEnv* env, SymbolicFactor* symbolic) {
   const FactorPath chosen =
       isLDL(symbolic) ? chooseLDLPath(shape, env->numThreads, env->problemKind, symbolic->staticPipeline)
                       : chooseCholeskyPath(shape, env->numThreads, env->problemKind, symbolic->staticPipeline);
-  const FactorPath path = env->forcedPlan != nullptr ? env->forcedPlan->path : availablePath(chosen);
+  const FactorPath path = env->forcedPlan != nullptr ? env->forcedPlan->path : chosen;
   symbolic->blocked = path.blocked;
   symbolic->numThreads = path.numThreads;
   symbolic->staticPipeline = path.staticPipeline;

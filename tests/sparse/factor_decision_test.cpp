@@ -156,13 +156,6 @@ TEST(LDLPath, AMatrixThatIsAllLeadingBlockIsSerialOnSeveralThreads) {
   }
 }
 
-TEST(AvailablePath, RunsSeriallyWhileTheParallelEnginesAreOff) {
-  const FactorPath path = availablePath({1, 8, 1});
-  EXPECT_EQ(path.blocked, parallelEnginesAvailable ? 1 : 0);
-  EXPECT_EQ(path.numThreads, parallelEnginesAvailable ? 8 : 1);
-  EXPECT_EQ(path.staticPipeline, 1);
-}
-
 // One row of a block-size table: sizes[i] below bounds[i], the last size from the last bound on.
 struct Row {
   std::vector<double> bounds;
