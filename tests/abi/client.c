@@ -15,6 +15,7 @@
 #include <stdlib.h>
 #include <string.h>
 #include <time.h>
+#include <unistd.h>
 #include <wchar.h>
 
 static int failures = 0;
@@ -619,6 +620,42 @@ static void testUnbounded(void* instance, void* options) {
   free(model);
 }
 
+static int canOpen(const char* name) {
+  char file[4096];
+  snprintf(file, sizeof file, "%s/%s.so", moduleFolder, name);
+  return access(file, R_OK) == 0;
+}
+
+/* Minimise x + y under x + y >= 1: all of an edge is optimal, and a crossover goes to one of its ends. The bases at 144
+ * and 152 say 1 for basic and 2 for a lower bound. */
+static void testCrossover(void* instance) {
+  typedef void* (*Create)(void*);
+  void* options = ((Create)getFunction(instance, 48))(instance);
+  uint8_t colBasis[2], rowBasis[1];
+  Model* model = object(sizeof(Model));
+  addRow(model, 'G', 1, 0);
+  for (int j = 0; j < 2; ++j) {
+    addColumn(model, 1, 0, kInf);
+    addElement(model, 0, 1);
+  }
+  void* record = finish(model, 1, 0);
+  putPointer(record, 144, colBasis);
+  putPointer(record, 152, rowBasis);
+  for (int32_t crossover = 1; crossover <= 2; ++crossover) {
+    putInt(options, 132, crossover);
+    if (!canOpen("qzsimpx")) {
+      CHECK(solve(instance, record, options) == -1086);
+      continue;
+    }
+    CHECK(solve(instance, record, options) == 1);
+    CHECK(getReal(record, 120) == 1 && getReal(record, 280) == 0 && getReal(record, 288) == 0);
+    CHECK(model->primal[0] + model->primal[1] == 1 && model->primal[0] * model->primal[1] == 0);
+    CHECK(colBasis[0] + colBasis[1] == 3 && rowBasis[0] == 2);
+    CHECK(getPointer(instance, 88) == NULL && getPointer(instance, 96) == NULL);
+  }
+  free(model);
+}
+
 /* ---- The course ---- */
 
 static void checkModule(void* library, void* module) {
@@ -720,6 +757,7 @@ static void run(void* library) {
     testInfeasible(instance, NULL);
     testCrossedBounds(instance, NULL);
     testUnbounded(instance, NULL);
+    testCrossover(instance);
     testMaximisation(instance, NULL); /* behind failures the instance is as good as new */
   }
   destroyInstance(instance);

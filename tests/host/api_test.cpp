@@ -514,6 +514,9 @@ TEST(ApiHandles, NullHandlesAreErrorsAndNoFaults) {
   EXPECT_EQ(qzlp_setBreakCallback(nullptr, nullptr, nullptr), QZLP_ERROR_ARGUMENT);
   EXPECT_EQ(qzlp_status(nullptr), QZLP_STATUS_NONE);
   EXPECT_EQ(qzlp_numRow(nullptr) + qzlp_numCol(nullptr) + qzlp_iterations(nullptr), 0);
+  EXPECT_EQ(qzlp_simplexIterations(nullptr), 0);
+  EXPECT_EQ(qzlp_columnBasis(nullptr), nullptr);
+  EXPECT_EQ(qzlp_rowBasis(nullptr), nullptr);
   EXPECT_EQ(qzlp_objective(nullptr) + qzlp_primalInfeasibility(nullptr) + qzlp_dualInfeasibility(nullptr) +
                 qzlp_boundInfeasibility(nullptr) + qzlp_dualityGap(nullptr) + qzlp_complementarity(nullptr) +
                 qzlp_presolveTime(nullptr) + qzlp_totalTime(nullptr),
@@ -790,6 +793,9 @@ TEST_F(Api, TheAnswerIsTheRecords) {
     record->solDual[1] = 9;
     record->reducedCost[1] = 10;
     record->rowActivity[2] = 11;
+    record->numSimplexIter = 13;
+    record->colBasis[1] = QZ_BASIS_UPPER;
+    record->rowBasis[0] = QZ_BASIS_BASIC;
     return 15;
   };
   accepted(Arrays());
@@ -807,6 +813,10 @@ TEST_F(Api, TheAnswerIsTheRecords) {
   EXPECT_EQ(qzlp_dual(lp_)[1], 9);
   EXPECT_EQ(qzlp_reducedCost(lp_)[1], 10);
   EXPECT_EQ(qzlp_rowActivity(lp_)[2], 11);
+  EXPECT_EQ(qzlp_simplexIterations(lp_), 13);
+  ASSERT_NE(qzlp_columnBasis(lp_), nullptr);
+  EXPECT_EQ(qzlp_columnBasis(lp_)[1], QZLP_BASIS_UPPER);
+  EXPECT_EQ(qzlp_rowBasis(lp_)[0], QZLP_BASIS_BASIC);
   EXPECT_EQ(qzlp_solve(lp_), QZLP_OK) << "the record is clear again for the second solve";
 }
 
