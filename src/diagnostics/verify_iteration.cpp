@@ -182,11 +182,38 @@ void checkAffinePairs(const Ipm* ipm, Check& check, const double* dy) {
       pair(L"ineqnSlack", i, ipm->ineqnSlack[i], ipm->dual[i], ipm->ineqnSlackDelta[i], dy[i]);
 }
 
+// Adds the sizes of the terms of K v, the scale on which a solve that gave v is exact.
+void addSolveSizes(const Ipm* ipm, const double* v, const Residual& rows, const Residual& columns) {
+  const double* row = v + ipm->numCol;
+  for (int32_t j = 0; j < ipm->numCol; ++j) {
+    for (int32_t k = ipm->colBegin[j]; k < ipm->colBegin[j] + ipm->colLength[j]; ++k) {
+      rows[ipm->rowIndex[k]].size += std::fabs(ipm->matValue[k] * v[j]);
+      columns[j].size += std::fabs(ipm->matValue[k] * row[ipm->rowIndex[k]]);
+    }
+    for (const BoundSide& side : BoundSides(ipm))
+      if (side.exists(ipm, j)) columns[j].size += std::fabs(side.dual[j] / side.slack[j] * v[j]);
+  }
+  for (int32_t i = 0; i < ipm->numRow; ++i)
+    if (ipm->rowSense[i] == 'G') rows[i].size += std::fabs(ipm->ineqnSlack[i] / ipm->dual[i] * row[i]);
+}
+
+// The combined direction is the sum of two solves, which may cancel: each is judged on its own scale.
+int32_t addCombinedSizes(const Ipm* ipm, const Residual& rows, const Residual& columns) {
+  PoolArray<double> correction;
+  if (correction.allocate(ipm->env->pool, ipm->numDim) != QZ_STATUS_OK) return QZ_STATUS_OUT_OF_MEMORY;
+  for (int32_t k = 0; k < ipm->numDim; ++k) correction[k] = ipm->rhsCorrector[k] - ipm->rhsPredictor[k];
+  addSolveSizes(ipm, ipm->rhsPredictor, rows, columns);
+  addSolveSizes(ipm, correction.get(), rows, columns);
+  return QZ_STATUS_OK;
+}
+
 // The rows and columns of the Newton equations, as norms.
 int32_t checkLinearEquations(const Ipm* ipm, Check& check, const double* direction) {
   Residual rows;
   Residual columns;
   if (rows.make(ipm, ipm->numRow) != QZ_STATUS_OK || columns.make(ipm, ipm->numCol) != QZ_STATUS_OK)
+    return QZ_STATUS_OUT_OF_MEMORY;
+  if (direction == ipm->rhsCorrector && addCombinedSizes(ipm, rows, columns) != QZ_STATUS_OK)
     return QZ_STATUS_OUT_OF_MEMORY;
   addPrimalResidual(ipm, 1.0, rows);
   addRows(ipm, direction, 1.0, rows);

@@ -211,7 +211,7 @@ int32_t VerifyVector(Env* env, int32_t level, int32_t n, const double* vector) {
   return check.result();
 }
 
-int32_t VerifyMatrixNonsingular(Env* env, int32_t level, const SparseView& matrix) {
+int32_t VerifyMatrixNonsingular(Env* env, int32_t level, const SparseView& matrix, double negativePart) {
   if (!verifies(level, VERIFY_STRUCTURE) || matrix.numMajor == 0) return QZ_STATUS_OK;
   Check check(env, L"VerifyMatrixNonsingular");
   PoolArray<double> vector;
@@ -221,7 +221,7 @@ int32_t VerifyMatrixNonsingular(Env* env, int32_t level, const SparseView& matri
   if (status != QZ_STATUS_OK || !found) return status;
   const double margin = kNegativeShare * norm1(matrix);
   const double smallest = rayleighQuotient(matrix, vector.get());
-  check.atLeast(L"smallest eigenvalue", -1, smallest, -margin);
+  check.atLeast(L"smallest eigenvalue", -1, smallest, -margin - negativePart);
   if (std::fabs(smallest) <= margin)
     logText(env->log, QZ_LOG_DEBUG, L"VerifyMatrixNonsingular: smallest eigenvalue = %15.7g, nearly singular",
             smallest);

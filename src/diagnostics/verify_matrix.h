@@ -43,7 +43,8 @@ struct SparseView {
 
 // A matrix that goes to a Cholesky factorisation has no negative eigenvalue beyond rounding: one that has, by the
 // Rayleigh quotient of a vector, cannot be factored in truth. An eigenvalue near zero is only told, since the
-// factorisation takes dependent rows out by itself. A bounded number of products is spent on the search.
-[[nodiscard]] int32_t VerifyMatrixNonsingular(Env* env, int32_t level, const SparseView& matrix);
+// factorisation takes dependent rows out by itself. A bounded number of products is spent on the search. `negativePart`
+// bounds what negative weights take from the eigenvalues, 0 where there are none.
+[[nodiscard]] int32_t VerifyMatrixNonsingular(Env* env, int32_t level, const SparseView& matrix, double negativePart);
 
 }  // namespace qz

@@ -66,7 +66,7 @@ int32_t VerifyBoundFeasible(const Ipm* ipm, int32_t level) {
   return check.report(level);
 }
 
-int32_t VerifyPrimalFeasible(const Ipm* ipm, int32_t level, const StartScope& scope) {
+int32_t VerifyPrimalFeasible(const Ipm* ipm, int32_t level, const StartScope& scope, const double* w) {
   if (!verifies(level, VERIFY_ITERATION)) return QZ_STATUS_OK;
   Check check(ipm->env, L"VerifyPrimalFeasible");
   Sums rows;
@@ -75,6 +75,7 @@ int32_t VerifyPrimalFeasible(const Ipm* ipm, int32_t level, const StartScope& sc
   for (int32_t i = 0; i < ipm->numRow; ++i) {
     rows[i].add(-ipm->ineqnSlack[i]);
     rows[i].add(-ipm->rhs[i]);
+    if (scope.hasRow(i) && ipm->rowSense[i] == 'E') rows[i].size += std::fabs(w[scope.row(i)]);
   }
   compareNorm(check, L"rows of the start", rows, [&](int32_t i) {
     return scope.hasRow(i) && (ipm->rowSense[i] != 'E' || std::fabs(ipm->rhs[i]) < scope.thresholdRow);
@@ -105,7 +106,7 @@ int32_t VerifyInitDerivPrimal(const Ipm* ipm, int32_t level, const StartScope& s
   return check.report(level);
 }
 
-int32_t VerifyDualFeasible(const Ipm* ipm, int32_t level, const StartScope& scope) {
+int32_t VerifyDualFeasible(const Ipm* ipm, int32_t level, const StartScope& scope, const double* w) {
   if (!verifies(level, VERIFY_ITERATION)) return QZ_STATUS_OK;
   Check check(ipm->env, L"VerifyDualFeasible");
   Sums columns;
@@ -115,6 +116,7 @@ int32_t VerifyDualFeasible(const Ipm* ipm, int32_t level, const StartScope& scop
     columns[j].add(ipm->lowerDual[j]);
     columns[j].add(-ipm->upperDual[j]);
     columns[j].add(-ipm->obj[j]);
+    if (scope.hasCol(j) && !hasBound(ipm, j)) columns[j].size += std::fabs(w[scope.col(j)]);
   }
   addHessian(ipm, ipm->primal, -1.0, columns);
   const bool quadratic = ipm->typeModel == IPM_MODEL_QP;

@@ -29,14 +29,15 @@ struct StartScope {
 // Bound slacks are the distances to the bounds, and zero where there is none.
 [[nodiscard]] int32_t VerifyBoundFeasible(const Ipm* ipm, int32_t level);
 
-// A x - s = b.
-[[nodiscard]] int32_t VerifyPrimalFeasible(const Ipm* ipm, int32_t level, const StartScope& scope);
+// A x - s = b, as far as the equations can be met: where they contradict each other the multipliers w grow without
+// bound, and the residual is judged on their scale.
+[[nodiscard]] int32_t VerifyPrimalFeasible(const Ipm* ipm, int32_t level, const StartScope& scope, const double* w);
 // sum over bounds (x - bound) + A'w (+ c + Q x) = 0 for the multipliers w, and s = w on rows that are not E. `w` holds
 // the row part of the solution, in kept numbering.
 [[nodiscard]] int32_t VerifyInitDerivPrimal(const Ipm* ipm, int32_t level, const StartScope& scope, const double* w);
 
-// A'y + zl - zu = c + Q x.
-[[nodiscard]] int32_t VerifyDualFeasible(const Ipm* ipm, int32_t level, const StartScope& scope);
+// A'y + zl - zu = c + Q x, as far as the equations of the free columns can be met.
+[[nodiscard]] int32_t VerifyDualFeasible(const Ipm* ipm, int32_t level, const StartScope& scope, const double* w);
 // A w = -y on rows that are not E and 0 on E rows. `w` holds the column part of the solution, in kept numbering.
 [[nodiscard]] int32_t VerifyInitDerivDual(const Ipm* ipm, int32_t level, const StartScope& scope, const double* w);
 

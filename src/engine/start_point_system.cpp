@@ -96,14 +96,15 @@ int32_t verifyPrimalStart(const Ipm* ipm, const SubModel* submodel, const StartS
   const int32_t level = ipm->debugLevel;
   int32_t status = VerifyBoundFeasible(ipm, level);
   if (status != QZ_STATUS_OK) return status;
-  status = VerifyPrimalFeasible(ipm, level, scope);
+  const double* w = system.rhs + system.numColKept;
+  status = VerifyPrimalFeasible(ipm, level, scope, w);
   if (status != QZ_STATUS_OK) return status;
-  return VerifyInitDerivPrimal(ipm, level, scope, system.rhs + system.numColKept);
+  return VerifyInitDerivPrimal(ipm, level, scope, w);
 }
 
 int32_t verifyDualStart(const Ipm* ipm, const SubModel* submodel, const StartSystem& system) {
   const StartScope scope = scopeOf(submodel, system);
-  const int32_t status = VerifyDualFeasible(ipm, ipm->debugLevel, scope);
+  const int32_t status = VerifyDualFeasible(ipm, ipm->debugLevel, scope, system.rhs);
   return status != QZ_STATUS_OK ? status : VerifyInitDerivDual(ipm, ipm->debugLevel, scope, system.rhs);
 }
 

@@ -410,7 +410,7 @@ TEST_F(VerifyEngine, LeastSquaresOfTheStartAreCheckedOnValuesFoundByHand) {
   ipm->upperSlack[0] = 0.0;
   ipm->ineqnSlack[0] = -0.4;
   const Verify bounds = [&](int32_t l) { return VerifyBoundFeasible(ipm, l); };
-  const Verify rows = [&](int32_t l) { return VerifyPrimalFeasible(ipm, l, scope); };
+  const Verify rows = [&](int32_t l) { return VerifyPrimalFeasible(ipm, l, scope, w.data()); };
   const Verify derivative = [&](int32_t l) { return VerifyInitDerivPrimal(ipm, l, scope, w.data()); };
   expectSound(log, 5, bounds);
   expectSound(log, 5, rows);
@@ -425,7 +425,7 @@ TEST_F(VerifyEngine, LeastSquaresOfTheStartAreCheckedOnValuesFoundByHand) {
   std::vector<double> v{-0.6};
   ipm->dual[0] = 1.2;
   ipm->lowerDual[0] = 0.6;
-  const Verify columns = [&](int32_t l) { return VerifyDualFeasible(ipm, l, scope); };
+  const Verify columns = [&](int32_t l) { return VerifyDualFeasible(ipm, l, scope, v.data()); };
   const Verify dualDerivative = [&](int32_t l) { return VerifyInitDerivDual(ipm, l, scope, v.data()); };
   expectSound(log, 5, columns);
   expectSound(log, 5, dualDerivative);

@@ -136,13 +136,16 @@ TEST_F(VerifyMatrix, VectorMustBeFinite) {
 }
 
 TEST_F(VerifyMatrix, NegativeEigenvalueIsABreachAndAZeroOneANote) {
-  const auto verify = [&](int32_t level) { return VerifyMatrixNonsingular(&env, level, s.view()); };
+  double allowed = 0.0;
+  const auto verify = [&](int32_t level) { return VerifyMatrixNonsingular(&env, level, s.view(), allowed); };
   expectSound(log, 1, verify);
   s.value = {1, 2, 2, 4, 0, 0, 6};  // singular
   expectSound(log, 1, verify);
   EXPECT_TRUE(log.says("nearly singular")) << log.all();
   s.value[3] = -5;
   expectBreach(log, 1, verify, "VerifyMatrixNonsingular: smallest eigenvalue = ");
+  allowed = 6.0;  // what negative weights explain is none
+  expectSound(log, 1, verify);
 }
 
 TEST_F(VerifyMatrix, EmptyMatricesAreSound) {
@@ -151,7 +154,7 @@ TEST_F(VerifyMatrix, EmptyMatricesAreSound) {
   EXPECT_EQ(VerifySymMatrix(&env, 9, empty), 0);
   EXPECT_EQ(ipmVerifyRowMatrix(&env, 9, empty, empty), 0);
   EXPECT_EQ(VerifySymMatrixFormat(&env, 9, empty, 0), 0);
-  EXPECT_EQ(VerifyMatrixNonsingular(&env, 9, empty), 0);
+  EXPECT_EQ(VerifyMatrixNonsingular(&env, 9, empty, 0.0), 0);
   EXPECT_EQ(log.errors(), 0);
 }
 
@@ -178,7 +181,7 @@ TEST_F(VerifyMatrix, EveryFailedAllocationIsToldAndGivesAllBack) {
   each([&] { return ipmVerifyRowMatrix(&env, 1, m.columns(), m.rows()); });
   each([&] { return VerifySymMatrix(&env, 1, s.view()); });
   each([&] { return VerifySymMatrixFormat(&env, 1, s.view(), 7); });
-  each([&] { return VerifyMatrixNonsingular(&env, 1, s.view()); });
+  each([&] { return VerifyMatrixNonsingular(&env, 1, s.view(), 0.0); });
 }
 
 }  // namespace
