@@ -33,8 +33,6 @@ int32_t savePoint(Control& c) {
 // Presolves the outer model under the submodel's marks. The status is the presolve's; the model that stands behind it
 // has it too.
 int32_t presolveSubmodel(Control& c) {
-  c.presolver = poolAllocateZero<Presolver>(c.env->pool, 1);
-  if (c.presolver == nullptr) return QZ_STATUS_OUT_OF_MEMORY;
   c.innerHub->numFreeVar = c.innerHub->numFreeElement = c.innerHub->numRelaxFree = 0;
   c.innerHub->numRange = c.innerHub->numLcont = 0;
   c.ipm->initOption = kInitOptionSubmodel;
@@ -122,10 +120,11 @@ Next reduceToSubmodel(Control& c) {
   takeUpPlan(c.submodel);
   int32_t status = savePoint(c);
   if (status != QZ_STATUS_OK) return leaveWith(status);
+  c.presolver = poolAllocateZero<Presolver>(c.env->pool, 1);
+  if (c.presolver == nullptr) return leaveWith(QZ_STATUS_OUT_OF_MEMORY);
   status = presolveSubmodel(c);
-  if (c.presolver != nullptr &&
-      (c.presolver->preRoute == PREROUTE_FINISHED || c.presolver->preRoute == PREROUTE_SOLVED))
-    return takePresolvedAnswer(c);
+  const int32_t route = c.presolver->preRoute;
+  if (route == PREROUTE_FINISHED || route == PREROUTE_SOLVED) return takePresolvedAnswer(c);
   if (isLost(status)) return giveUpReduction(c);
   return status == QZ_STATUS_OK ? takeReduction(c) : leaveWith(status);
 }
