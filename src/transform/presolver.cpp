@@ -105,6 +105,19 @@ void freeRowCopy(QzPool* pool, Presolver& p) {
 
 }  // namespace
 
+namespace {
+
+int32_t verifyCopies(Env* env, const Model* model, const IpmOption* options, const Presolver& p) {
+  const SparseView columns{model->numCol,    model->numRow,   model->colBegin,
+                           model->colLength, model->rowIndex, model->matValue};
+  const int32_t status = VerifySparseIndex(env, options->debugLevel, columns);
+  if (status != QZ_STATUS_OK) return status;
+  return ipmVerifyRowMatrix(env, options->debugLevel, columns,
+                            {model->numRow, model->numCol, p.rowBegin, p.rowLength, p.colIndex, p.rowValue});
+}
+
+}  // namespace
+
 int32_t CreatePresolver(Env* env, const Model* model, const IpmOption* options, Presolver* presolver) {
   Presolver& p = *presolver;
   p.typeModel = model->typeModel;
@@ -117,10 +130,7 @@ int32_t CreatePresolver(Env* env, const Model* model, const IpmOption* options, 
   p.maxPass = 100;
   int32_t status = copyConstraints(env, model, p);
   if (status != QZ_STATUS_OK) return status;
-  status = ipmVerifyRowMatrix(
-      env, options->debugLevel,
-      {model->numCol, model->numRow, model->colBegin, model->colLength, model->rowIndex, model->matValue},
-      {model->numRow, model->numCol, p.rowBegin, p.rowLength, p.colIndex, p.rowValue});
+  status = verifyCopies(env, model, options, p);
   if (status != QZ_STATUS_OK) return status;
   status = copyQuadratic(env, model, p);
   if (status != QZ_STATUS_OK) return status;
