@@ -11,6 +11,7 @@
 #include "engine/linear_algebra.h"
 #include "engine/measures.h"
 #include "engine/normal_system.h"
+#include "engine/rays.h"
 #include "engine/start_point.h"
 #include "shell/log.h"
 #include "shell/pool.h"
@@ -183,6 +184,8 @@ void crossCheck(Control& control) {
   const bool claimed = model->status == QZ_STATUS_INFEASIBLE_ALIAS || model->status == QZ_STATUS_BOTH_INFEASIBLE ||
                        model->status == QZ_STATUS_DUAL_INFEASIBLE || model->status == QZ_STATUS_PRIMAL_INFEASIBLE;
   if (!claimed) return;
+  model->status = statusByRays(model, control.solution->primal, control.solution->dual, control.option->infinityValue,
+                               control.ipm->workReal1, model->status);
   model->status = crossCheckInfeasible(model, model->dualInfeas, control.option->tolDual, control.option->infinityValue,
                                        model->status);
 }

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "engine/rays.h"
+
 namespace qz {
 
 namespace {
@@ -11,6 +13,7 @@ constexpr int32_t kMaxBadStep = 50;
 constexpr int32_t kMaxStall = 2;
 constexpr double kImproved = 0.99;  // a measure at or below this share of its last value has improved
 constexpr double kGoodStep = 0.9;
+constexpr double kNoStep = 1e-6;
 constexpr double kSeparated = 0.001;   // complRatio at or below it: nearly strictly complementary
 constexpr double kNotSeparated = 0.1;  // complRatio at or above it: some pair has not decided its side
 constexpr double kStallMu = 1e-4;
@@ -88,14 +91,23 @@ bool decideStall(Ipm& ipm, bool pending) {
   return true;
 }
 
+// A point that cannot move keeps its measures, which is no progress either.
 void countBadSteps(Ipm& ipm) {
-  const bool closer = ipm.mu <= ipm.prevMu && ipm.dualityGap <= ipm.prevGap;
+  const bool stuck = ipm.numIter > 0 && ipm.alphaPrimal < kNoStep && ipm.alphaDual < kNoStep;
+  const bool closer = !stuck && ipm.mu <= ipm.prevMu && ipm.dualityGap <= ipm.prevGap;
   const bool moreFeasible = ipm.primalInfeas <= kImproved * ipm.prevPrimalInfeas &&
                             ipm.boundInfeas <= kImproved * ipm.prevBoundInfeas &&
                             ipm.dualInfeas <= kImproved * ipm.prevDualInfeas;
   if (closer || moreFeasible) return;
   ++ipm.countBadStep;
   if (ipm.countBadStep >= kMaxBadStep) ipm.stopState = STOP_NOW;
+}
+
+// A growing mu alone is no verdict: where the feasible points or the dual points have no interior the first steps may
+// multiply it, and the run comes back. It is one when the iterate has come to prove it.
+bool runsAlongARay(const Ipm& ipm) {
+  return isRay(ipm.model, ipm.primal, ipm.infinityValue, ipm.workReal1) ||
+         isFarkasProof(ipm.model, ipm.dual, ipm.infinityValue);
 }
 
 }  // namespace
@@ -141,7 +153,7 @@ void decideStop(Ipm* ipm, Hub* hub, const SubModel* submodel) {
     return;
   }
   countGoodSteps(*ipm);
-  if (ipm->mu > kMuGrowth * std::max(ipm->firstMu, 1.0)) {
+  if (ipm->mu > kMuGrowth * std::max(ipm->firstMu, 1.0) && runsAlongARay(*ipm)) {
     ipm->stopState = STOP_NOW;
     return;
   }

@@ -604,8 +604,7 @@ static void testCrossedBounds(void* instance, void* options) {
   free(model);
 }
 
-/* Minimise -x - y under x - y <= 1 and y - x <= 1: the ray (1, 1) never ends. The step along it is so long that its
- * rounding errors may count against the rows, and then the status says that both sides are infeasible. */
+/* Minimise -x - y under x - y <= 1 and y - x <= 1: the ray (1, 1) never ends. */
 static void testUnbounded(void* instance, void* options) {
   Model* model = object(sizeof(Model));
   addRow(model, 'L', 1, 0);
@@ -615,8 +614,7 @@ static void testUnbounded(void* instance, void* options) {
     addElement(model, 0, j == 0 ? 1 : -1);
     addElement(model, 1, j == 0 ? -1 : 1);
   }
-  const int status = solve(instance, finish(model, 1, 0), options);
-  CHECK(status == 4 || status == 14);
+  CHECK(solve(instance, finish(model, 1, 0), options) == 4);
   free(model);
 }
 

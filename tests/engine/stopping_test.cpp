@@ -49,6 +49,31 @@ class Stopping : public ::testing::Test {
     ipm.maxPrimal = ipm.maxDual = 10.0;
     ipm.alphaPrimal = ipm.alphaDual = 0.5;
     ipm.status = QZ_STATUS_BOTH_INFEASIBLE;
+    ipm.model = &model;
+    ipm.primal = &primal;
+    ipm.dual = &dual;
+    ipm.workReal1 = &work;
+    model.numRow = model.numCol = model.numCoef = 1;
+    model.colBegin = &begin;
+    model.colLength = &length;
+    model.rowIndex = &begin;
+    model.matValue = &element;
+    model.obj = &cost;
+    model.lower = &lower;
+    model.upper = &upper;
+    model.rhs = &rhs;
+    model.rowSense = &sense;
+  }
+  // min -x on 1 x >= 0, x >= 0, far out.
+  void runAlongARay() {
+    cost = -1.0;
+    primal = 1e6;
+  }
+  // x <= -1 against x >= 0, with a large multiplier.
+  void runAlongAFarkasProof() {
+    element = -1.0;
+    rhs = 1.0;
+    dual = 1e6;
   }
   void feasible() {
     ipm.primalInfeas = ipm.boundInfeas = ipm.dualInfeas = 1e-7;
@@ -68,6 +93,10 @@ class Stopping : public ::testing::Test {
   Hub hub{};
   SubModel submodel{};
   Ipm ipm{};
+  Model model{};
+  double cost = 1.0, element = 1.0, lower = 0.0, upper = 1e20, rhs = 0.0, primal = 1.0, dual = 1.0, work = 0.0;
+  int32_t begin = 0, length = 1;
+  char sense = 'G';
 };
 
 int32_t askOnce(void* calls) {
@@ -245,7 +274,37 @@ TEST_F(Stopping, GoodStepsAreCountedInARow) {
   EXPECT_EQ(ipm.countGoodStep, 0);
 }
 
-TEST_F(Stopping, GrownMuStops) {
+TEST_F(Stopping, PointThatCannotMoveCountsAsBad) {
+  ipm.alphaPrimal = ipm.alphaDual = 0.9e-6;
+  decide();
+  EXPECT_EQ(ipm.countBadStep, 0) << "the infeasibilities still fall";
+  ipm.prevPrimalInfeas = ipm.primalInfeas;
+  decide();
+  EXPECT_EQ(ipm.countBadStep, 1);
+  ipm.alphaDual = 1.1e-6;
+  decide();
+  EXPECT_EQ(ipm.countBadStep, 1);
+  ipm.numIter = 0;
+  ipm.alphaDual = 0.0;
+  decide();
+  EXPECT_EQ(ipm.countBadStep, 1) << "no step was made yet";
+}
+
+TEST_F(Stopping, GrownMuAloneDoesNotStop) {
+  ipm.mu = 1e30;
+  decide();
+  EXPECT_EQ(ipm.stopState, STOP_ITERATE) << "where there is no interior the first steps may multiply mu";
+}
+
+TEST_F(Stopping, GrownMuAlongAFarkasProofStops) {
+  runAlongAFarkasProof();
+  ipm.mu = 1.01e5;
+  decide();
+  EXPECT_EQ(ipm.stopState, STOP_NOW);
+}
+
+TEST_F(Stopping, GrownMuAlongARayStops) {
+  runAlongARay();
   ipm.mu = 1e5;
   decide();
   EXPECT_EQ(ipm.stopState, STOP_ITERATE);
@@ -255,6 +314,7 @@ TEST_F(Stopping, GrownMuStops) {
 }
 
 TEST_F(Stopping, GrownMuIsMeasuredAgainstOneWhenTheFirstWasSmaller) {
+  runAlongARay();
   ipm.firstMu = 1e-3;
   ipm.mu = 999.0;
   decide();

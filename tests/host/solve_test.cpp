@@ -349,11 +349,7 @@ TEST_P(Solve, CrossedBounds) {
 TEST_P(Solve, AnUnboundedRay) {
   Model m;
   m.column(-1, 0, kInf).column(-1, 0, kInf).row({1, -1}, 'L', 1).row({-1, 1}, 'L', 1);
-  // The step along the ray is so long that its rounding errors may count against the rows.
-  run(m);
-  const int status = qzlp_status(lp_);
-  EXPECT_TRUE(status == QZLP_STATUS_DUAL_INFEASIBLE || status == QZLP_STATUS_BOTH_INFEASIBLE)
-      << qzlp_statusName(status);
+  ends(m, QZLP_STATUS_DUAL_INFEASIBLE);
 }
 
 TEST_P(Solve, AnUnboundedColumnWithoutRows) {

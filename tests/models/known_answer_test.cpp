@@ -224,12 +224,10 @@ TEST(Infeasible, InBothSenses) {
   expectStatus(program, {3, 4, 14});
 }
 
-// An iterate that runs off along a ray may leave its rows by more than the tolerance, relative to nothing that grows
-// with it: then the program counts as infeasible in both senses.
 TEST(Unbounded, AlongARay) {
   for (uint64_t seed = 1; seed <= 8; ++seed) {
     SCOPED_TRACE("seed " + std::to_string(seed));
-    expectStatus(unbounded(6, 10, seed).program, {4, 14});
+    expectStatus(unbounded(6, 10, seed).program, {4});
   }
 }
 
@@ -241,7 +239,7 @@ TEST(Unbounded, AMaximisation) {
   program.addEntry(0, 1.0);
   program.addColumn(-3.0, 0.0, infinite);
   program.addEntry(0, -1.0);
-  expectStatus(program, {4, 14});
+  expectStatus(program, {4});
 }
 
 TEST(Empty, WithoutRowsEveryColumnGoesToItsCheapestBound) {
@@ -256,7 +254,7 @@ TEST(Empty, WithoutRowsEveryColumnGoesToItsCheapestBound) {
 TEST(Empty, WithoutRowsAndBoundsItIsUnbounded) {
   LinearProgram program;
   program.addColumn(-1.0, 0.0, infinite);
-  expectStatus(program, {4, 14});
+  expectStatus(program, {4});
 }
 
 TEST(Empty, WithoutColumnsTheConstantIsTheAnswer) {
@@ -313,8 +311,7 @@ TEST(Reuse, OneHandleSolvesManyModelsInARow) {
     EXPECT_EQ(answer.status, 1) << answer.log;
     EXPECT_TRUE(certify(known.program, answer).holds(tolerance)) << "seed " << seed;
     EXPECT_EQ(solveIn(lp, infeasible(6, 10, seed).program).status, 3) << "seed " << seed;
-    const int status = solveIn(lp, unbounded(6, 10, seed).program).status;
-    EXPECT_TRUE(status == 4 || status == 14) << "seed " << seed << " status " << status;
+    EXPECT_EQ(solveIn(lp, unbounded(6, 10, seed).program).status, 4) << "seed " << seed;
   }
   qzlp_destroy(lp);
 }
