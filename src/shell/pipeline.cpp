@@ -1,10 +1,13 @@
 #include "shell/pipeline.h"
 
+#include <algorithm>
+
 #include "diagnostics/verify_input.h"
 #include "diagnostics/verify_model.h"
 #include "diagnostics/verify_shift.h"
 #include "eigen/convexity.h"
 #include "engine/controller.h"
+#include "engine/measures.h"
 #include "shell/crossover.h"
 #include "shell/log.h"
 #include "shell/pool.h"
@@ -12,6 +15,7 @@
 #include "transform/bound_relaxation.h"
 #include "transform/bound_shift.h"
 #include "transform/hub.h"
+#include "transform/implied_bounds.h"
 #include "transform/postsolve.h"
 #include "transform/presolve.h"
 #include "transform/presolve_disabled.h"
@@ -102,6 +106,7 @@ bool transformModel(Pipeline& p) {
   p.hub->boundSwitchState = 0;
   if (p.option->typeMethod == IPM_METHOD_AUGMENTED && !passed(p, ipmRelaxBound(p.env, p.model, p.option, p.hub)))
     return false;
+  if (!passed(p, releaseImpliedBounds(p.env, p.model, p.option, p.hub, p.presolver))) return false;
   if (linear && !passed(p, ipmShiftBound(p.env, p.model, p.option, p.hub, p.presolver, nullptr))) return false;
   if (!scaleModel(p)) return false;
   p.hub->typeMethod = p.option->typeMethod;
@@ -130,11 +135,36 @@ int32_t solveAgain(Pipeline& p) {
   return status;
 }
 
+// The stages behind the engine cost a digit: the recovery of the duals adds the errors of several bounds up in one row,
+// and the gap is measured against an objective value that shifts and fixed columns have moved, perhaps towards 0. The
+// engine's last steps gain two digits each, so one is asked for beforehand; but none beyond the last limit.
+constexpr double kSpareDigit = 0.1;
+constexpr double kSparedTolerance = 1e-8;
+
+double engineTolerance(double asked) {
+  return std::min(asked, std::max(kSpareDigit * asked, kSparedTolerance));
+}
+
+// An engine that found its own tolerance too small may still have met the one asked for.
+void decideAgain(Pipeline& p) {
+  Model& m = *p.model;
+  const IpmOption& o = *p.option;
+  if (m.status != QZ_STATUS_NEAR_OPTIMAL) return;
+  const int32_t status =
+      getSolutionStatus(o.tolPrimal, o.tolDual, o.tolOptimality, o.tolOptimality, m.primalInfeas, m.boundInfeas,
+                        m.dualInfeas, m.dualityGap, m.complementarity);
+  if (status == QZ_STATUS_OPTIMAL) m.status = status;
+}
+
 // A failure on a reduced model goes through the stages behind the engine like a success: they bring the status, the
 // measures and the input model back.
 bool solveModel(Pipeline& p) {
+  const double asked = p.option->tolOptimality;
+  p.option->tolOptimality = engineTolerance(asked);
   int32_t status = ipmSolve(p.env, p.model, p.option, p.hub, p.innerSolution, p.timer);
   if (status == QZ_STATUS_OK && doubtfulVerdict(p)) status = solveAgain(p);
+  p.option->tolOptimality = asked;
+  decideAgain(p);
   return passed(p, status) || p.presolver->preControl == PRECONTROL_REDUCED;
 }
 

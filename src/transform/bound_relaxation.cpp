@@ -165,28 +165,35 @@ void markTightened(const IpmOption* options, const Presolver* presolver, int32_t
 
 }  // namespace
 
-int32_t ipmRelaxBound(Env* env, Model* model, IpmOption* options, Hub* hub) {
-  if (model->relaxColBound == nullptr) return QZ_STATUS_OK;
-  if (hub->altLower != nullptr || hub->altUpper != nullptr) return QZ_STATUS_FAILED;
-  const int64_t room = int64_t{hub->numRange} + model->numCol;
+int32_t setTrueBoundsAside(Env* env, Model* model, Hub* hub) {
+  if (hub->altLower != nullptr && hub->altUpper != nullptr) return QZ_STATUS_OK;
+  const int64_t room = int64_t{hub->numRange} + hub->numFreeVar + model->numCol;  // what the standard form may append
   PoolArray<double> lower;
   PoolArray<double> upper;
   if (lower.allocateZero(env->pool, room) != QZ_STATUS_OK) return QZ_STATUS_OUT_OF_MEMORY;
   if (upper.allocateZero(env->pool, room) != QZ_STATUS_OK) return QZ_STATUS_OUT_OF_MEMORY;
-  const double infinity = options->infinityValue;
-  for (int32_t j = 0; j < model->numCol; ++j) {
-    lower[j] = model->lower[j];
-    upper[j] = model->upper[j];
-    if (lower[j] <= -infinity || upper[j] >= infinity) continue;
-    const uint8_t dropped = droppedBounds(model->relaxColBound[j], lower[j], upper[j]);
-    if ((dropped & RELAX_LOWER) != 0) lower[j] = -kLargest;
-    if ((dropped & RELAX_UPPER) != 0) upper[j] = kLargest;
-  }
+  std::copy_n(model->lower, model->numCol, lower.get());
+  std::copy_n(model->upper, model->numCol, upper.get());
   hub->boundSwitchState = 1;
   hub->altLower = model->lower;
   hub->altUpper = model->upper;
   model->lower = lower.release();
   model->upper = upper.release();
+  return QZ_STATUS_OK;
+}
+
+int32_t ipmRelaxBound(Env* env, Model* model, IpmOption* options, Hub* hub) {
+  if (model->relaxColBound == nullptr) return QZ_STATUS_OK;
+  if (hub->altLower != nullptr || hub->altUpper != nullptr) return QZ_STATUS_FAILED;
+  const int32_t status = setTrueBoundsAside(env, model, hub);
+  if (status != QZ_STATUS_OK) return status;
+  const double infinity = options->infinityValue;
+  for (int32_t j = 0; j < model->numCol; ++j) {
+    if (model->lower[j] <= -infinity || model->upper[j] >= infinity) continue;
+    const uint8_t dropped = droppedBounds(model->relaxColBound[j], model->lower[j], model->upper[j]);
+    if ((dropped & RELAX_LOWER) != 0) model->lower[j] = -kLargest;
+    if ((dropped & RELAX_UPPER) != 0) model->upper[j] = kLargest;
+  }
   return QZ_STATUS_OK;
 }
 

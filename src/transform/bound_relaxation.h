@@ -39,4 +39,8 @@ enum : uint8_t { RELAX_LOWER = 1, RELAX_UPPER = 2 };
 // 0.
 [[nodiscard]] int32_t isBoundChanged(Env* env, const Model* model, const IpmOption* options, Presolver* presolver);
 
+// The model gets copies of its bounds to relax, and the hub's alternate arrays keep the true ones, unless that is so
+// already. 0 or -1086.
+[[nodiscard]] int32_t setTrueBoundsAside(Env* env, Model* model, Hub* hub);
+
 }  // namespace qz

@@ -5,6 +5,7 @@
 #include "shell/log.h"
 #include "transform/bound_maps.h"
 #include "transform/column_reductions.h"
+#include "transform/implied_bounds.h"
 #include "transform/sparse_helpers.h"
 
 namespace qz {
@@ -146,34 +147,40 @@ void reopenColumn(Presolver* p, int32_t col) {
 }
 
 // Offers the implied bound c on the column of element k. An infinite c bounds nothing.
-void offerBound(Env* env, const IpmOption* options, Presolver* p, int32_t row, int32_t k, bool upperSide, double c) {
+int32_t offerBound(Env* env, const IpmOption* options, Presolver* p, int32_t row, int32_t k, bool upperSide, double c) {
   const int32_t j = p->colIndex[k];
-  if (p->colMap[j] < 0) return;
-  if (upperSide) {
-    if (c >= options->infinityValue || !(p->upper[j] > options->tolPrimal + c)) return;
+  if (p->colMap[j] < 0) return QZ_STATUS_OK;
+  const double bound = upperSide ? p->upper[j] : p->lower[j];
+  const bool taken = upperSide ? c < options->infinityValue && bound > options->tolPrimal + c
+                               : c > -options->infinityValue && c - options->tolPrimal > bound;
+  if (!taken) return QZ_STATUS_OK;
+  const int32_t status = noteBoundChange(env, p, {row, j, upperSide, bound, c});
+  if (status != QZ_STATUS_OK) return status;
+  if (upperSide)
     cutUpper(env, p, row, j, c);
-  } else {
-    if (c <= -options->infinityValue || !(c - options->tolPrimal > p->lower[j])) return;
+  else
     raiseLower(env, p, row, j, c);
-  }
   reopenColumn(p, j);
+  return QZ_STATUS_OK;
 }
 
 // The rule of both sides: `less` propagates a'x <= rhs from the least activity, else a'x >= rhs from the most.
-void propagateSide(Env* env, const IpmOption* options, Presolver* p, const TightenRequest& request, bool less) {
-  if (request.numInfinite > 1 || std::fabs(request.rhs) >= options->infinityValue) return;
+int32_t propagateSide(Env* env, const IpmOption* options, Presolver* p, const TightenRequest& request, bool less) {
+  if (request.numInfinite > 1 || std::fabs(request.rhs) >= options->infinityValue) return QZ_STATUS_OK;
   const double gap = request.rhs - request.activity;
   if (request.numInfinite == 1) {
     const double a = p->rowValue[request.infinitePosition];
-    offerBound(env, options, p, request.row, request.infinitePosition, (a >= 0.0) == less, gap / a);
-    return;
+    return offerBound(env, options, p, request.row, request.infinitePosition, (a >= 0.0) == less, gap / a);
   }
   for (int32_t k = p->rowBegin[request.row], end = k + p->rowLength[request.row]; k < end; ++k) {
     const double a = p->rowValue[k];
     const int32_t j = p->colIndex[k];
     const bool upperSide = (a >= 0.0) == less;
-    offerBound(env, options, p, request.row, k, upperSide, gap / a + (upperSide ? p->lower[j] : p->upper[j]));
+    const int32_t status =
+        offerBound(env, options, p, request.row, k, upperSide, gap / a + (upperSide ? p->lower[j] : p->upper[j]));
+    if (status != QZ_STATUS_OK) return status;
   }
+  return QZ_STATUS_OK;
 }
 
 // A range row with one side that the bounds imply anyway keeps the other alone.
@@ -207,13 +214,11 @@ int32_t propagate(Env* env, const IpmOption* options, Presolver* p, int32_t row,
 }  // namespace
 
 int32_t tightenBoundG(Env* env, const IpmOption* options, Presolver* p, const TightenRequest& request) {
-  propagateSide(env, options, p, request, false);
-  return QZ_STATUS_OK;
+  return propagateSide(env, options, p, request, false);
 }
 
 int32_t tightenBoundL(Env* env, const IpmOption* options, Presolver* p, const TightenRequest& request) {
-  propagateSide(env, options, p, request, true);
-  return QZ_STATUS_OK;
+  return propagateSide(env, options, p, request, true);
 }
 
 int32_t tightenBound(Env* env, const Model* model, const IpmOption* options, Presolver* p, int32_t row) {

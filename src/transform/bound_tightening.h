@@ -14,9 +14,9 @@
 
 namespace qz {
 
-// Applies the rule to a kept row with elements. 0, or 3 with the row in infeasRow. A forcing row is removed but keeps
-// its elements until its columns, whose bounds have met, are removed. A range row with one side that the bounds imply
-// loses this side and changes its working sense.
+// Applies the rule to a kept row with elements. 0, -1086, or 3 with the row in infeasRow. A forcing row is removed but
+// keeps its elements until its columns, whose bounds have met, are removed. A range row with one side that the bounds
+// imply loses this side and changes its working sense.
 [[nodiscard]] int32_t tightenBound(Env* env, const Model* model, const IpmOption* options, Presolver* presolver,
                                    int32_t row);
 
@@ -31,7 +31,7 @@ struct TightenRequest {
 
 // Bounds on the columns of a row from a'x >= rhs (G, activity is the maximum) or a'x <= rhs (L, the minimum). With one
 // infinite term only its column gets a bound, with more none. A bound is taken when it beats the present one by more
-// than tolPrimal; the rows of the column are then opened again. 0.
+// than tolPrimal; the rows of the column are then opened again, and the change is noted (implied_bounds.h). 0 or -1086.
 [[nodiscard]] int32_t tightenBoundG(Env* env, const IpmOption* options, Presolver* presolver,
                                     const TightenRequest& request);
 [[nodiscard]] int32_t tightenBoundL(Env* env, const IpmOption* options, Presolver* presolver,

@@ -43,9 +43,10 @@ bool isFixed(const IpmOption* options, const Presolver* p, int32_t j) {
 int32_t reduceColumn(Env* env, const Model* model, const IpmOption* options, Presolver* p, int32_t j) {
   if (isFixed(options, p, j)) return removeFixedCol(env, model, options, p, j);
   if (p->colLength[j] == 0) return removeEmptyCol(env, model, options, p, j);
+  // Rows that push each other's columns on without end: no finite value is left.
   if (p->lower[j] > options->infinityValue || p->upper[j] < -options->infinityValue) {
     p->infeasCol = j;
-    return QZ_STATUS_DUAL_INFEASIBLE;
+    return QZ_STATUS_PRIMAL_INFEASIBLE;
   }
   return QZ_STATUS_OK;
 }

@@ -123,6 +123,7 @@ int32_t CreatePresolver(Env* env, const Model* model, const IpmOption* options, 
   p.typeModel = model->typeModel;
   p.numRemovedRow = p.numRemovedCol = p.numRemovedElement = p.numRemovedQuadElement = p.numChangeRange = 0;
   p.numPostdet = 0;
+  p.numBoundChange = p.maxBoundChange = 0;
   p.infeasRow = p.infeasCol = -1;
   p.tightenEnabled = p.singletonEnabled = 1;
   p.changed = p.boundChanged = 0;
@@ -175,6 +176,7 @@ void DestroyPresolver(Env* env, Presolver** presolver) {
   poolFree(pool, p.lbMap);
   poolFree(pool, p.ubMap);
   poolFree(pool, p.postdetList);
+  poolFree(pool, p.boundChanges);
   poolFree(pool, p.shiftValue);
   poolFree(pool, p.shiftStatus);
   poolFree(pool, *presolver);

@@ -42,6 +42,15 @@ enum : int32_t {
   COLMAP_POSTDET = -3  // determined after the solve of an equation system, listed in postdetList
 };
 
+// A bound that a row implied and the presolve took, and what it was before. Row and column of the input model.
+struct BoundChange {
+  int32_t row;
+  int32_t col;
+  bool upperSide;
+  double former;
+  double value;
+};
+
 struct Presolver {
   int32_t typeModel;
   int32_t preControl;
@@ -90,8 +99,11 @@ struct Presolver {
   int32_t infeasCol;
   int32_t tightenEnabled;
   int32_t singletonEnabled;
-  double* shiftValue;    // numCol of the shifted model: the amount taken out of each column
-  int32_t* shiftStatus;  // the same: SHIFT_...
+  BoundChange* boundChanges;  // the bounds that kept rows implied, in the order in which they were taken
+  int32_t numBoundChange;
+  int32_t maxBoundChange;  // room in the list
+  double* shiftValue;      // numCol of the shifted model: the amount taken out of each column
+  int32_t* shiftStatus;    // the same: SHIFT_...
 };
 
 // Fills a zeroed record for `model`: working copies by column (packed) and by row, no reduction yet, all checks open.

@@ -119,11 +119,39 @@ TEST_F(Pipeline, ReducedCostIsTheDifferenceOfTheBoundDuals) {
     plantSolution(call, kPoint, kDuals);
     call.solution->lowerDual[0] = 0.25;
     call.solution->upperDual[1] = 7.0;
+    call.model->complementarity = 1e-4;
     return call.model->status = 15, 0;
   };
   EXPECT_EQ(solve(m), 15);
   EXPECT_EQ(m.a.reducedCost[0], 0.25);
   EXPECT_EQ(m.a.reducedCost[1], -7.0);
+}
+
+TEST_F(Pipeline, EngineIsAskedForADigitMoreThanTheCaller) {
+  for (auto [asked, given] : {std::pair{1e-6, 1e-7}, std::pair{1e-3, 1e-4}, std::pair{5e-8, 1e-8},
+                              std::pair{1e-8, 1e-8}, std::pair{1e-12, 1e-12}}) {
+    TestModel m = handModel();
+    option.tolOptimality = asked;
+    qztest::fakeEngine = [expected = given](const EngineCall& call) {
+      EXPECT_DOUBLE_EQ(call.option->tolOptimality, expected);
+      plantSolution(call, kPoint, kDuals);
+      return call.model->status = 1, 0;
+    };
+    EXPECT_EQ(solve(m), 1);
+    EXPECT_EQ(option.tolOptimality, asked);
+  }
+}
+
+TEST_F(Pipeline, EngineThatMissedOnlyItsOwnToleranceIsOptimal) {
+  for (auto [gap, status] : {std::pair{9e-7, 1}, std::pair{1.1e-6, 15}}) {
+    TestModel m = handModel();
+    qztest::fakeEngine = [measure = gap](const EngineCall& call) {
+      plantSolution(call, kPoint, kDuals);
+      call.model->dualityGap = measure;
+      return call.model->status = 15, 0;
+    };
+    EXPECT_EQ(solve(m), status);
+  }
 }
 
 TEST_F(Pipeline, MaximisationTurnsTheObjectiveValue) {

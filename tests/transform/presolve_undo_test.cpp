@@ -101,7 +101,7 @@ TEST_F(Undo, ForcingRowGetsTheLargestDualThatItsColumnsNeed) {
 
 // Row 0 fixes x; row 1 then fixes y; each takes what its own column needs.
 TEST_F(Undo, ChainOfEquationsIsSolvedBackwards) {
-  TestModel m("EE", {4, 10}, {}, {{3, -kInf, kInf, {{0, 2}, {1, 1}}}, {5, -kInf, kInf, {{1, 4}}}});
+  TestModel m("EE", {4, 10}, {}, {{3, -9, kInf, {{0, 2}, {1, 1}}}, {5, -kInf, kInf, {{1, 4}}}});
   ASSERT_EQ(run(m), 1);
   ASSERT_EQ(back(), 0);
   EXPECT_EQ(m.a.solPrimal[0], 2.0);
