@@ -150,9 +150,8 @@ void decideAgain(Pipeline& p) {
   Model& m = *p.model;
   const IpmOption& o = *p.option;
   if (m.status != QZ_STATUS_NEAR_OPTIMAL) return;
-  const int32_t status =
-      getSolutionStatus(o.tolPrimal, o.tolDual, o.tolOptimality, o.tolOptimality, m.primalInfeas, m.boundInfeas,
-                        m.dualInfeas, m.dualityGap, m.complementarity);
+  const int32_t status = getSolutionStatus(o.tolPrimal, o.tolDual, o.tolOptimality, o.tolOptimality, m.primalInfeas,
+                                           m.boundInfeas, m.dualInfeas, m.dualityGap, m.complementarity);
   if (status == QZ_STATUS_OPTIMAL) m.status = status;
 }
 

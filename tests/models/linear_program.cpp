@@ -3,6 +3,7 @@
 #include <coin/CoinMessageHandler.hpp>
 #include <coin/CoinMpsIO.hpp>
 #include <coin/CoinPackedMatrix.hpp>
+#include <sstream>
 #include <stdexcept>
 
 namespace models {
@@ -34,7 +35,61 @@ double side(double value) {
   return value <= -1e20 ? -infinite : value;
 }
 
+char senseOf(double low, double high) {
+  if (low == -infinite) return high == infinite ? 'N' : 'L';
+  return low == high ? 'E' : 'G';
+}
+
+// The sections of a file as they grow.
+struct Sections {
+  std::ostringstream rows, columns, sides, ranges, bounds;
+
+  Sections() {
+    for (std::ostringstream* section : {&rows, &columns, &sides, &ranges, &bounds}) section->precision(17);
+  }
+};
+
+// A row with two sides is written by its lower one and a range.
+void writeRows(const LinearProgram& program, Sections& s) {
+  for (int i = 0; i < program.numRow(); ++i) {
+    const double low = program.rowLower[static_cast<size_t>(i)];
+    const double high = program.rowUpper[static_cast<size_t>(i)];
+    const char sense = senseOf(low, high);
+    s.rows << ' ' << sense << " R" << i << '\n';
+    if (sense != 'N') s.sides << " S R" << i << ' ' << (sense == 'L' ? high : low) << '\n';
+    if (sense == 'G' && high < infinite) s.ranges << " W R" << i << ' ' << high - low << '\n';
+  }
+}
+
+void writeColumns(const LinearProgram& program, Sections& s) {
+  for (int j = 0; j < program.numCol(); ++j) {
+    const auto at = static_cast<size_t>(j);
+    s.columns << " C" << j << " COST " << program.cost[at] << '\n';
+    for (int k = program.colBegin[at]; k < program.colBegin[at + 1]; ++k)
+      s.columns << " C" << j << " R" << program.rowIndex[static_cast<size_t>(k)] << ' '
+                << program.value[static_cast<size_t>(k)] << '\n';
+    if (program.lower[at] == -infinite)
+      s.bounds << " MI B C" << j << '\n';
+    else
+      s.bounds << " LO B C" << j << ' ' << program.lower[at] << '\n';
+    if (program.upper[at] < infinite) s.bounds << " UP B C" << j << ' ' << program.upper[at] << '\n';
+  }
+}
+
 }  // namespace
+
+std::string asMps(const LinearProgram& program) {
+  Sections s;
+  s.sides << " S COST " << -program.constant << '\n';
+  writeRows(program, s);
+  writeColumns(program, s);
+  std::ostringstream text;
+  text << "NAME P FREE\n" << (program.sense < 0 ? "OBJSENSE\n MAX\n" : "");
+  text << "ROWS\n N COST\n" << s.rows.str() << "COLUMNS\n" << s.columns.str() << "RHS\n" << s.sides.str();
+  if (!s.ranges.str().empty()) text << "RANGES\n" << s.ranges.str();
+  text << "BOUNDS\n" << s.bounds.str() << "ENDATA\n";
+  return text.str();
+}
 
 LinearProgram readMpsFile(const std::string& path) {
   CoinMessageHandler silent;

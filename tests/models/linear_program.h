@@ -37,6 +37,9 @@ struct LinearProgram {
 // models. Dies by a test failure's exception (std::runtime_error) otherwise.
 LinearProgram readMpsFile(const std::string& path);
 
+// The program as the text of an MPS file, with all digits; rows are R0, R1 ..., columns C0, C1 ...
+std::string asMps(const LinearProgram& program);
+
 // What came back from a solve.
 struct Answer {
   int returnCode = 0;  // of qzlp_solve
