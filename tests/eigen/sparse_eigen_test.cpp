@@ -172,6 +172,9 @@ TEST_F(SparseEigen, LargeRandomSparseMatrix) {
   const MatrixXd a = randomSparse(2000, 6.0, random);
   expectPairs(a, 'S', 1, "smallest");
   expectPairs(a, 'L', 3, "largest three");
+  const MatrixXd b = randomSparse(700, 6.0, random);
+  for (char end : {'S', 'L'})
+    for (int count : {3, 6}) expectPairs(b, end, count, std::string("700 ") + end);
 }
 
 TEST_F(SparseEigen, MultipleValuesAreFoundAsOftenAsTheyOccur) {

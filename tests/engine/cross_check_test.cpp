@@ -23,6 +23,11 @@ class CrossCheck : public ::testing::Test {
     model.upper = upper.data();
     model.rhs = rhs.data();
     model.rowSense = sense.data();
+    if (!quadDiag.empty()) {
+      model.typeModel = IPM_MODEL_QP;
+      model.quadDiag = quadDiag.data();
+      model.numQuadCoef = numQuadCoef;
+    }
     return crossCheckInfeasible(&model, dualInfeas, 1e-6, kInf, status);
   }
   void makeRay() { lower[0] = -kInf; }
@@ -32,6 +37,8 @@ class CrossCheck : public ::testing::Test {
   std::vector<double> lower{0.0, 0.0};
   std::vector<double> upper{kInf, kInf};
   std::vector<double> rhs{-1.0};
+  std::vector<double> quadDiag;  // empty for a linear model
+  int32_t numQuadCoef = 0;
   std::string sense{"G"};
 };
 
@@ -70,6 +77,18 @@ TEST_F(CrossCheck, RayBySignOfTheCost) {
   obj[1] = 0.0;
   upper[1] = kInf;
   EXPECT_EQ(check(4), 10);
+}
+
+// A ray has no curvature along it: with a diagonal Hessian it rests in the curved columns.
+TEST_F(CrossCheck, CurvedColumnsCarryNoRay) {
+  makeRay();
+  makeZeroInfeasible();
+  quadDiag = {0.0, 2.0};
+  EXPECT_EQ(check(14), 14) << "a flat column runs on";
+  quadDiag = {2.0, 2.0};
+  EXPECT_EQ(check(14), 3);
+  numQuadCoef = 1;
+  EXPECT_EQ(check(14), 14) << "columns that are curved each may be flat together";
 }
 
 TEST_F(CrossCheck, DualInfeasibilityAboveItsToleranceKeepsThePrimalClaim) {

@@ -357,6 +357,29 @@ TEST_F(StartPoint, PrimalStartMeetsItsRowsAndBoundsBeforeTheShift) {
   }
 }
 
+TEST_F(StartPoint, AFloorMovesEveryStartInside) {
+  DenseModel dense;
+  dense.A = Matrix{{1.0, 1.0}};
+  dense.c = Vector::Zero(2);
+  dense.b = Vector::Constant(1, 3.0);
+  dense.lower = Vector::Zero(2);
+  dense.upper = Vector::Constant(2, 10.0);
+  dense.sense = "G";
+  EngineCase engine(host, dense);
+  ASSERT_TRUE(engine.start());
+  ASSERT_EQ(qz::ipmInitLP(engine.ipm, nullptr), 0);
+  const qz::Ipm& ipm = *engine.ipm;
+  const double slack = ipm.ineqnSlack[0], lower = ipm.lowerSlack[1], upper = ipm.upperSlack[1];
+  ASSERT_GT(std::min(slack, lower), 1e-2) << "inside by itself";
+  engine.ipm->startFloor = 10.0;
+  ASSERT_EQ(qz::ipmInitLP(engine.ipm, nullptr), 0);
+  EXPECT_NEAR(ipm.ineqnSlack[0], slack + 10.0, 1e-12);
+  EXPECT_NEAR(ipm.lowerSlack[1], lower + 10.0, 1e-12);
+  EXPECT_NEAR(ipm.upperSlack[1], upper + 10.0, 1e-12);
+  EXPECT_NEAR(ipm.dual[0], 10.0, 1e-12);
+  EXPECT_NEAR(ipm.lowerDual[0], 10.0, 1e-12);
+}
+
 TEST_F(StartPoint, DiagonalsOfTheTwoSolves) {
   // Columns: free with small cost, free with big cost, one bound, two bounds. Rows: E, E with big right-hand side, G.
   DenseModel dense;

@@ -374,6 +374,17 @@ TEST_P(QuadraticSolve, DegenerateActiveSet) {
   optimal(m, -10.0);
 }
 
+// Curvature that is far from the size of the rows has the objective scaled, and the answer scaled back.
+TEST_P(QuadraticSolve, CurvatureOfAnySize) {
+  for (const double factor : {1e-7, 1e-4, 1e-2, 1e2, 1e4, 1e7}) {
+    Model m = shares();
+    for (size_t j = 0; j < 3; ++j) m.term(j, j, factor * m.q[j][j]);
+    optimal(m, 66.0 * factor);
+    if (factor >= 1e-2) pointIs({6, 3, 2});
+    if (factor >= 1e-2) EXPECT_NEAR(qzlp_dual(lp_)[0], 12.0 * factor, 1e-4 * factor);
+  }
+}
+
 TEST_P(QuadraticSolve, RowScaling) {
   ASSERT_EQ(qzlp_setIntOption(lp_, "scaling", 1), QZLP_OK);
   Model m = shares();

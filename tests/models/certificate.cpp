@@ -30,6 +30,17 @@ RowSums rowSums(const LinearProgram& program, const std::vector<double>& x) {
   return rows;
 }
 
+// Q x, and for a program without curvature zeros.
+std::vector<Real> curvatureTimes(const LinearProgram& program, const std::vector<double>& x) {
+  std::vector<Real> out(program.cost.size(), 0.0L);
+  for (const Curvature& entry : program.curvature) {
+    const auto i = static_cast<size_t>(entry.row), j = static_cast<size_t>(entry.col);
+    out[i] += static_cast<Real>(entry.value) * x[j];
+    if (i != j) out[j] += static_cast<Real>(entry.value) * x[i];
+  }
+  return out;
+}
+
 // start - A'y for one column, and the sum of the magnitudes of its terms.
 struct ColumnSum {
   Real sum, magnitude;
@@ -100,8 +111,9 @@ void judgeRows(const LinearProgram& program, const Answer& answer, Sums& sums, C
 }
 
 void judgeColumns(const LinearProgram& program, const Answer& answer, Sums& sums, Certificate& certificate) {
+  const std::vector<Real> slope = curvatureTimes(program, answer.primal);
   for (size_t j = 0; j < program.cost.size(); ++j) {
-    const ColumnSum reduced = columnSum(program, j, program.cost[j], answer.dual, 1.0L);
+    const ColumnSum reduced = columnSum(program, j, program.cost[j] + slope[j], answer.dual, 1.0L);
     certificate.reducedCostError =
         std::max(certificate.reducedCostError,
                  static_cast<double>(std::fabs(reduced.sum - answer.reducedCost[j]) / (1.0L + reduced.magnitude)));
@@ -110,7 +122,9 @@ void judgeColumns(const LinearProgram& program, const Answer& answer, Sums& sums
     sums.boundViolation += violation * violation;
     sums.boundNorm += squareIfFinite(program.lower[j]) + squareIfFinite(program.upper[j]);
     sums.costNorm += static_cast<Real>(program.cost[j]) * program.cost[j];
-    sums.primal += static_cast<Real>(program.cost[j]) * x * program.sense;
+    const Real half = 0.5L * x * slope[j] * program.sense;
+    sums.primal += static_cast<Real>(program.cost[j]) * x * program.sense + half;
+    sums.dual -= half;
     addMultiplier(sums, reduced.sum * program.sense, x, program.lower[j], program.upper[j]);
   }
 }
@@ -198,6 +212,8 @@ bool provesUnbounded(const LinearProgram& program, const std::vector<double>& r,
     if (std::isfinite(program.rowLower[i]) && rows.sum[i] < -slack) return false;
     if (std::isfinite(program.rowUpper[i]) && rows.sum[i] > slack) return false;
   }
+  for (const Real curved : curvatureTimes(program, r))
+    if (std::fabs(curved) > static_cast<Real>(tolerance)) return false;
   Real change = 0.0L;
   Real magnitude = 0.0L;
   for (size_t j = 0; j < program.cost.size(); ++j) {

@@ -50,6 +50,57 @@ KnownOptimum diet() {
   return known;
 }
 
+// minimise a^2 + 2 b^2 + 3 c^2 - 2 a + 1 on a + b + c = 12: at (7, 3, 2) the slopes 2 a - 2, 4 b and 6 c are 12.
+KnownOptimum curved() {
+  KnownOptimum known;
+  known.program.addRow(12.0, 12.0);
+  const double cost[3] = {-2.0, 0.0, 0.0};
+  const double square[3] = {2.0, 4.0, 6.0};
+  for (int j = 0; j < 3; ++j) {
+    known.program.addColumn(cost[j], 0.0, infinite);
+    known.program.addEntry(0, 1.0);
+    known.program.addCurvature(j, j, square[j]);
+  }
+  known.program.constant = 1.0;
+  known.primal = {7.0, 3.0, 2.0};
+  known.dual = {12.0};
+  known.objective = 49.0 + 18.0 + 12.0 - 14.0 + 1.0;
+  return known;
+}
+
+TEST(Certificate, AcceptsAQuadraticOptimumByHandAndRefusesOthers) {
+  const KnownOptimum known = curved();
+  Answer answer = claim(known);
+  answer.reducedCost = {0.0, 0.0, 0.0};
+  EXPECT_TRUE(certify(known.program, answer).holds(1e-12)) << certify(known.program, answer).text();
+  EXPECT_DOUBLE_EQ(certify(known.program, answer).primalObjective, 65.0);
+  Answer wrong = answer;
+  wrong.primal = {8.0, 2.0, 2.0};
+  EXPECT_FALSE(certify(known.program, wrong).holds(1e-3));
+  wrong = answer;
+  wrong.dual[0] = 12.5;
+  EXPECT_FALSE(certify(known.program, wrong).holds(1e-3));
+  wrong = answer;
+  wrong.objective = 65.0;
+  EXPECT_FALSE(certify(known.program, wrong).holds(1e-3));
+  LinearProgram off = known.program;
+  off.addCurvature(0, 2, 0.5);
+  EXPECT_FALSE(certify(off, answer).holds(1e-3));
+}
+
+TEST(Certificate, ARayWithCurvatureProvesNothing) {
+  LinearProgram program;
+  program.addColumn(-1.0, 0.0, infinite);
+  program.addColumn(-1.0, 0.0, infinite);
+  program.addRow(-1.0, 1.0);
+  EXPECT_TRUE(provesUnbounded(program, {1.0, 1.0}));
+  program.addCurvature(0, 0, 2.0);
+  program.addCurvature(0, 1, -2.0);
+  program.addCurvature(1, 1, 2.0);
+  EXPECT_TRUE(provesUnbounded(program, {1.0, 1.0}));
+  EXPECT_FALSE(provesUnbounded(program, {1.0, 0.5}));
+}
+
 TEST(Certificate, AcceptsAnOptimumByHand) {
   const KnownOptimum known = diet();
   const Certificate certificate = certify(known.program, claim(known));

@@ -31,6 +31,15 @@ TEST_F(Collection, ShortListWithOwnPresolve) {
     check(netlib(name), {{"presolve", 0}});
 }
 
+// Singular and diagonal Hessians, free columns, networks whose implied bounds grow without end, ranges, large
+// multipliers.
+TEST_F(Collection, ShortQuadratic) {
+  for (const char* name : {"HS21",    "HS35MOD", "HS53",     "HS268",    "ZECEVIC2", "QPTEST",  "DUALC1",
+                           "DUAL4",   "VALUES",  "CVXQP1_S", "CVXQP3_S", "GOULDQP2", "AUG3DQP", "QSCAGR7",
+                           "QBRANDY", "QRECIPE", "QSEBA",    "QGFRDXPN", "PRIMAL1",  "STADAT2"})
+    check(std::string("qp/").append(name).append(".qps.bz2"));
+}
+
 TEST_F(Collection, ShortInfeasible) {
   for (const char* name : {"itest2", "itest6", "bgprtr", "klein1"}) check(infeasible(name));
 }

@@ -1,8 +1,11 @@
 #include "models/linear_program.h"
 
+#include <algorithm>
+#include <coin/CoinFileIO.hpp>
 #include <coin/CoinMessageHandler.hpp>
 #include <coin/CoinMpsIO.hpp>
 #include <coin/CoinPackedMatrix.hpp>
+#include <memory>
 #include <sstream>
 #include <stdexcept>
 
@@ -28,7 +31,38 @@ void LinearProgram::addEntry(int row, double coefficient) {
   ++colBegin.back();
 }
 
+void LinearProgram::addCurvature(int i, int j, double q) {
+  const int row = std::max(i, j), col = std::min(i, j);
+  for (Curvature& entry : curvature) {
+    if (entry.row != row || entry.col != col) continue;
+    entry.value += q;
+    return;
+  }
+  curvature.push_back({row, col, q});
+}
+
 namespace {
+
+// The lines behind QUADOBJ: two columns and a number, each pair once.
+void readQuadratic(const std::string& path, const CoinMpsIO& reader, LinearProgram& program) {
+  const std::unique_ptr<CoinFileInput> file(CoinFileInput::create(path));
+  char line[1000];
+  bool inside = false;
+  while (file->gets(line, sizeof(line)) != nullptr) {
+    if (line[0] != ' ') {
+      inside = std::string(line).rfind("QUADOBJ", 0) == 0;
+      continue;
+    }
+    if (!inside) continue;
+    std::istringstream fields(line);
+    std::string first, second;
+    double value = 0.0;
+    fields >> first >> second >> value;
+    const int i = reader.columnIndex(first.c_str()), j = reader.columnIndex(second.c_str());
+    if (!fields || i < 0 || j < 0) throw std::runtime_error(path + ": " + line);
+    program.curvature.push_back({std::max(i, j), std::min(i, j), value});
+  }
+}
 
 double side(double value) {
   if (value >= 1e20) return infinite;
@@ -109,6 +143,7 @@ LinearProgram readMpsFile(const std::string& path) {
     for (CoinBigIndex k = begin; k < begin + matrix.getVectorLengths()[j]; ++k)
       program.addEntry(matrix.getIndices()[k], matrix.getElements()[k]);
   }
+  readQuadratic(path, reader, program);
   return program;
 }
 

@@ -15,6 +15,26 @@ ApiModel::ApiModel(const LinearProgram& program) : program_(program) {
     rhs_.push_back(hasHigh ? high : hasLow ? low : 0.0);
     range_.push_back(hasLow && hasHigh ? high - low : 0.0);
   }
+  std::vector<std::vector<Curvature>> columns(program.cost.size());
+  for (const Curvature& entry : program.curvature) columns[static_cast<size_t>(entry.col)].push_back(entry);
+  for (const std::vector<Curvature>& column : columns) {
+    quadBegin_.push_back(static_cast<int>(quadRow_.size()));
+    for (const Curvature& entry : column) {
+      quadRow_.push_back(entry.row);
+      quadValue_.push_back(entry.value);
+    }
+  }
+  quadBegin_.push_back(static_cast<int>(quadRow_.size()));
+}
+
+qzlp_quadratic ApiModel::quadraticView() const {
+  qzlp_quadratic quadratic{};
+  quadratic.form = QZLP_LOWER;
+  quadratic.numCoef = static_cast<int32_t>(quadRow_.size());
+  quadratic.colBegin = quadBegin_.data();
+  quadratic.rowIndex = quadRow_.data();
+  quadratic.value = quadValue_.data();
+  return quadratic;
 }
 
 qzlp_model ApiModel::view() const {
@@ -54,6 +74,9 @@ Answer solveIn(qzlp* lp, const LinearProgram& program) {
   const qzlp_model model = arrays.view();
   Answer answer;
   if (qzlp_loadModel(lp, &model) != QZLP_OK) throw std::runtime_error(qzlp_error(lp));
+  const qzlp_quadratic quadratic = arrays.quadraticView();
+  if (!program.curvature.empty() && qzlp_loadQuadratic(lp, &quadratic) != QZLP_OK)
+    throw std::runtime_error(qzlp_error(lp));
   (void)qzlp_setLogCallback(lp, keepLine, &answer.log);
   answer.returnCode = qzlp_solve(lp);
   (void)qzlp_setLogCallback(lp, nullptr, nullptr);

@@ -14,11 +14,14 @@ class ApiModel {
  public:
   explicit ApiModel(const LinearProgram& program);
   qzlp_model view() const;
+  qzlp_quadratic quadraticView() const;
 
  private:
   const LinearProgram& program_;
   std::vector<char> sense_;
   std::vector<double> rhs_, range_;
+  std::vector<int> quadBegin_, quadRow_;
+  std::vector<double> quadValue_;
 };
 
 // Options of the C API by name.

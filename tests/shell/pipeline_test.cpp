@@ -430,4 +430,34 @@ TEST_F(Pipeline, NullLogIsSilent) {
   EXPECT_EQ(solve(m), 1);
 }
 
+// A quadratic model that the engine calls infeasible is tried once more; a linear one has its own cross-check.
+TEST_F(Pipeline, AQuadraticModelThatLooksInfeasibleIsTriedOnceMore) {
+  for (const int32_t first : {3, 4, 14, 256, 1, 7, 8}) {
+    for (const int32_t second : {1, 3, 8}) {
+      TestModel m("GG", {1, 0}, {}, {{1, 0, kInf, {{0, 1}, {1, 1}}}, {1, 0, kInf, {{0, 1}, {1, -1}}}});
+      m.makeQuadratic({1, 2}, {{1, 0, 0.5}});
+      option.maxIter = 50;
+      std::vector<int32_t> wide, limits;
+      qztest::fakeEngine = [&](const EngineCall& call) {
+        wide.push_back(call.hub->wideStart);
+        limits.push_back(call.option->maxIter);
+        call.model->numIter = 20;
+        call.model->status = wide.size() == 1 ? first : second;
+        return 0;
+      };
+      const bool doubtful = first != 1 && first != 7 && first != 8;
+      EXPECT_EQ(solve(m), doubtful ? second : first);
+      EXPECT_EQ(wide, doubtful ? (std::vector<int32_t>{0, 1}) : std::vector<int32_t>{0});
+      EXPECT_EQ(limits, doubtful ? (std::vector<int32_t>{50, 30}) : std::vector<int32_t>{50});
+      EXPECT_EQ(m.model.numIter, doubtful ? 40 : 20);
+      EXPECT_EQ(option.maxIter, 50);
+    }
+  }
+  TestModel linear = handModel();
+  int calls = 0;
+  qztest::fakeEngine = [&](const EngineCall& call) { return ++calls, call.model->status = 3, 0; };
+  EXPECT_EQ(solve(linear), 3);
+  EXPECT_EQ(calls, 1);
+}
+
 }  // namespace

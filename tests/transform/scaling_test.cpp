@@ -386,6 +386,26 @@ TEST_F(Scaling, RowScalingDividesByTheLargestAndComesBack) {
   FreeSolution(&env, &s);
 }
 
+TEST_F(Scaling, RowScalingDividesTheQuadraticTermWithTheCosts) {
+  option.initOption = 1;
+  TestModel m("L", {4}, {0}, {{-80, 0, kInf, {{0, 1}}}, {8, 0, 4, {{0, 2}}}, {0, 0, 4, {}}});
+  m.makeQuadratic({16, 0, 5}, {{1, 0, 4}, {2, 1, -1}});
+  const qztest::ModelArrays before = m.a;
+  ASSERT_EQ(scale(m), 0);
+  EXPECT_EQ(hub.objScale, 80.0);
+  EXPECT_EQ(m.a.obj[0], -1.0);
+  EXPECT_EQ(m.a.quadDiag[0], 0.2);
+  EXPECT_EQ(m.a.quadDiag[2], 0.0625);
+  EXPECT_EQ(m.a.quadMatValue, (std::vector<double>{0.05, -0.0125}));
+  Solution* s = nullptr;
+  ASSERT_EQ(NewSolution(&env, &s, 1, 3, m.model.solPrimal, m.model.solDual), 0);
+  ASSERT_EQ(ipmUnscaleOld(&env, &m.model, &option, &hub, s), 0);
+  EXPECT_EQ(m.a.obj, before.obj);
+  EXPECT_EQ(m.a.quadDiag, before.quadDiag);
+  EXPECT_EQ(m.a.quadMatValue, before.quadMatValue);
+  FreeSolution(&env, &s);
+}
+
 TEST_F(Scaling, RowScalingWithoutMemory) {
   option.initOption = 1;
   TestModel m = wide({50}, {50}, 50);
