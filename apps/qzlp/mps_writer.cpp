@@ -56,6 +56,7 @@ class Writer {
     writeRanges();
     line("BOUNDS");
     for (int32_t j = 0; j < model_.numCol(); ++j) writeBounds(j);
+    if (model_.isQuadratic()) writeQuadratic();
     line("ENDATA");
     return good_;
   }
@@ -131,6 +132,17 @@ class Writer {
       if (hasUpper) bound("UP", j, u);
       if (!hasLower) mark("MI", j);
       if (hasLower && (l != 0.0 || (hasUpper && u <= 0.0))) bound("LO", j, l);
+    }
+  }
+
+  // Each pair once.
+  void writeQuadratic() {
+    line("QUADOBJ");
+    for (size_t j = 0; j < columns_.size(); ++j) {
+      for (int32_t k = model_.quadBegin[j]; k < model_.quadBegin[j + 1]; ++k) {
+        const auto at = static_cast<size_t>(k);
+        entry(columns_[j], columns_[static_cast<size_t>(model_.quadIndex[at])], model_.quadValue[at]);
+      }
     }
   }
 

@@ -65,6 +65,11 @@ void expectSame(const ModelFile& a, const ModelFile& b) {
   EXPECT_EQ(a.range, b.range);
   EXPECT_EQ(a.rowNames, b.rowNames);
   EXPECT_EQ(a.colNames, b.colNames);
+  EXPECT_EQ(a.quadIndex, b.quadIndex);
+  EXPECT_EQ(a.quadValue, b.quadValue);
+  if (a.isQuadratic()) {
+    EXPECT_EQ(a.quadBegin, b.quadBegin);
+  }
 }
 
 ModelFile everyKind() {
@@ -180,6 +185,14 @@ TEST(MpsWriter, FullDeviceIsTold) {
   if (full == nullptr) GTEST_SKIP() << "no device that is full";
   EXPECT_FALSE(qzlpApp::writeMps(full, everyKind()));
   std::fclose(full);
+}
+
+TEST(MpsWriter, AQuadraticObjectiveComesBack) {
+  for (const char* name : {"portfolio.lp", "pricing.qps"}) {
+    const ModelFile model = qzlpApp::readModelFile(std::string(QZ_EXAMPLES "/").append(name));
+    ASSERT_TRUE(model.isQuadratic());
+    expectSame(model, qzlpApp::readModelText("written.mps", written(model)));
+  }
 }
 
 }  // namespace
