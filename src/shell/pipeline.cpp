@@ -115,12 +115,13 @@ bool transformModel(Pipeline& p) {
 }
 
 // The engine also calls a model infeasible when its steps die out in front of one, and a start close to the bounds can
-// do that to a feasible model. A linear model gets a cross-check; a quadratic one gets a second run.
+// do that to a feasible model. A quadratic model gets a second run then, also when the cross-check has refuted the
+// claim and left a failure.
 bool doubtfulVerdict(const Pipeline& p) {
   const int32_t status = p.model->status;
   return p.model->typeModel == IPM_MODEL_QP &&
          (status == QZ_STATUS_PRIMAL_INFEASIBLE || status == QZ_STATUS_DUAL_INFEASIBLE ||
-          status == QZ_STATUS_BOTH_INFEASIBLE || status == QZ_STATUS_INFEASIBLE_ALIAS);
+          status == QZ_STATUS_BOTH_INFEASIBLE || status == QZ_STATUS_INFEASIBLE_ALIAS || status == QZ_STATUS_FAILED);
 }
 
 // The second run, from a start farther inside, with the iterations that are left. Its verdict stands.

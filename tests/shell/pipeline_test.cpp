@@ -432,7 +432,7 @@ TEST_F(Pipeline, NullLogIsSilent) {
 
 // A quadratic model that the engine calls infeasible is tried once more; a linear one has its own cross-check.
 TEST_F(Pipeline, AQuadraticModelThatLooksInfeasibleIsTriedOnceMore) {
-  for (const int32_t first : {3, 4, 14, 256, 1, 7, 8}) {
+  for (const int32_t first : {3, 4, 14, 256, 10, 1, 7, 8}) {
     for (const int32_t second : {1, 3, 8}) {
       TestModel m("GG", {1, 0}, {}, {{1, 0, kInf, {{0, 1}, {1, 1}}}, {1, 0, kInf, {{0, 1}, {1, -1}}}});
       m.makeQuadratic({1, 2}, {{1, 0, 0.5}});
