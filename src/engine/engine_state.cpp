@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "engine/linear_algebra.h"
+#include "engine/normal_refinement.h"
 #include "shell/pool.h"
 
 namespace qz {
@@ -48,7 +49,9 @@ template <class T>
 
 [[nodiscard]] bool provideNormal(Ipm* ipm, QzPool* pool) {
   return provide(pool, ipm->normalDiag, ipm->numCol) && provide(pool, ipm->normalWork, ipm->numRow) &&
-         provide(pool, ipm->normalPos, ipm->numRow);
+         provide(pool, ipm->normalPos, ipm->numRow) && provide(pool, ipm->normalScale, ipm->numRow) &&
+         provide(pool, ipm->refineWork, refinementWorkEntries(ipm->numRow, ipm->numCol)) &&
+         provide(pool, ipm->refineRhs, ipm->numDim);
 }
 
 void analyzeRows(Ipm* ipm) {
@@ -239,6 +242,9 @@ void FreeIpm(Ipm* ipm) {
   poolFree(pool, ipm->normalDiag);
   poolFree(pool, ipm->normalWork);
   poolFree(pool, ipm->normalPos);
+  poolFree(pool, ipm->normalScale);
+  poolFree(pool, ipm->refineWork);
+  poolFree(pool, ipm->refineRhs);
   poolFree(pool, ipm->workReal1);
   poolFree(pool, ipm->workReal2);
   poolFree(pool, ipm->workInt);

@@ -37,8 +37,8 @@ struct Ipm {
   int32_t typeModel;  // IPM_MODEL_...
   int32_t numRow;     // the engine's dimensions
   int32_t numCol;
-  int32_t numFreeVar;    // columns with no bound
-  int32_t* freeVarPlus;  // paired columns of the reserve operations; null in this pipeline
+  int32_t numFreeVar;    // columns with no bound; with freeVarPlus, the number of pairs
+  int32_t* freeVarPlus;  // the columns of split free variables, of the Hub; null where there are none
   int32_t* freeVarMinus;
   double* obj;  // model, like the next ten
   double* lower;
@@ -98,6 +98,9 @@ struct Ipm {
   double* normalDiag;  // numCol, own
   double* normalWork;  // numRow, own
   int32_t* normalPos;  // numRow, own
+  double* normalScale;  // numRow, own: S, where ipmMatValue holds S M S; 1 until the matrix is balanced
+  double* refineWork;   // refinementWorkEntries, own: vectors of the refinement
+  double* refineRhs;    // numDim, own: the right-hand side that is being solved
   int32_t status;      // of the iterate
   int32_t stopState;   // STOP_...
   int32_t crossover;   // from IpmOption, like the next two

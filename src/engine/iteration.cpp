@@ -166,6 +166,18 @@ Step solveFailed(Loop& loop, int32_t status) {
   return leaveWith(loop, unscaled ? ipm->status : scaling);
 }
 
+// Only the difference of a split free column's two parts enters the rows: without a pull both drift off together, to
+// 1e18 in pilot.ja, and take the digits of the difference along. An in vitro model has numbers of its own for its
+// columns, so there the pairs are left alone.
+void pullPairsTogether(Ipm* ipm, const Hub* hub) {
+  const bool renumbered = hub->routeSubmodel == ROUTE_INVITRO || hub->routeSubmodel == ROUTE_BOTH;
+  if (hub->colPlus == nullptr || renumbered) return;
+  ipm->freeVarPlus = hub->colPlus;
+  ipm->freeVarMinus = hub->colMinus;
+  ipm->numFreeVar = hub->numFreeVar;
+  adjustFreeVar(ipm, ipm->primal, ipm->lowerSlack, ipm->lowerDual);
+}
+
 // One step: factor, predictor, centering, corrector, combined direction, update; a poll between all of them.
 Step takeStep(Loop& loop) {
   Ipm* ipm = loop.ipm;
@@ -202,6 +214,7 @@ Step takeStep(Loop& loop) {
   if (status != QZ_STATUS_OK) return leaveWith(loop, status);
 
   updateSolution(ipm);
+  pullPairsTogether(ipm, loop.hub);
   if (pollStop(ipm)) return Step::kControl;
   status = VerifySolution(ipm, ipm->debugLevel);
   if (status != QZ_STATUS_OK) return leaveWith(loop, status);

@@ -13,6 +13,8 @@ namespace qz {
 
 namespace {
 
+constexpr int32_t kOtherProblem = 2;
+
 bool hasFactor(const Ipm* ipm) {
   return ipm->laEnv != nullptr && ipm->cholFactor != nullptr && ipm->cholMemory != nullptr;
 }
@@ -58,6 +60,17 @@ int32_t chFactorize(Env* env, Ipm* ipm) {
   const int32_t status = LA_FactorMatrixCholesky(0, ipm->numRow, ipm->ipmColBegin, ipm->ipmRowIndex, ipm->ipmMatValue,
                                                  ipm->laEnv, ipm->cholFactor, ipm->cholMemory);
   return engineStatus(status, false, QZ_STATUS_FAILED);
+}
+
+int32_t chFactorizeBalanced(Env* env, Ipm* ipm) {
+  if (!hasFactor(ipm)) return QZ_STATUS_FAILED;
+  // The factorisation sets its tolerance by the norm for the normal equations only.
+  const int32_t problemKind = ipm->laEnv->problemKind;
+  ipm->laEnv->problemKind = kOtherProblem;
+  ipm->cholFactor->pivotTolerance = 0.0;
+  const int32_t status = chFactorize(env, ipm);
+  ipm->laEnv->problemKind = problemKind;
+  return status;
 }
 
 int32_t chSolve(Env* /*env*/, Ipm* ipm, double* v) {

@@ -15,7 +15,9 @@ namespace qz {
 // Factors the matrix. 0, -1086, 12 or 10.
 [[nodiscard]] int32_t factorSystem(Ipm* ipm);
 
-// Solves in place on a vector of numDim entries. 0, or what the method's solve says: ldlSolve or solveNormalEquation.
+// Solves in place on a vector of numDim entries. A solution of the normal equations is refined; where it stays
+// inaccurate, the augmented system takes over for the rest of the solve (typeMethod changes, and all that belongs to the
+// method) and solves. 0, or what the method's phases say: ldlSolve, solveNormalEquation, or those of ipmInitAugmat.
 [[nodiscard]] int32_t solveSystem(Ipm* ipm, double* vector);
 
 }  // namespace qz

@@ -1,5 +1,7 @@
 #include "engine/normal_system.h"
 
+#include <algorithm>
+
 #include "engine/engine_state.h"
 #include "engine/linear_algebra.h"
 #include "engine/linear_algebra_cholesky.h"
@@ -195,6 +197,7 @@ int32_t setupNormalMatrix(Ipm* ipm) {
 void computeNormalMatrix(Ipm* ipm) {
   // The first element below the diagonal is mirrored to the place behind it.
   for (int32_t i = 0; i < ipm->numRow; ++i) ipm->normalPos[i] = ipm->ineqnDiagIndex[i] + 1;
+  std::fill_n(ipm->normalScale, ipm->numRow, 1.0);
   for (int32_t i = 0; i < ipm->numRow; ++i) {
     const int32_t diagonal = ipm->ineqnDiagIndex[i];
     if (diagonal < 0) continue;
@@ -233,6 +236,14 @@ int32_t computeNormalDiag(Ipm* ipm) {
   return QZ_STATUS_OK;
 }
 
+int32_t applyNormalInverse(Ipm* ipm, double* row) {
+  for (int32_t i = 0; i < ipm->numRow; ++i) row[i] *= ipm->normalScale[i];
+  const int32_t status = chSolve(ipm->env, ipm, row);
+  if (status != QZ_STATUS_OK) return status;
+  for (int32_t i = 0; i < ipm->numRow; ++i) row[i] *= ipm->normalScale[i];
+  return QZ_STATUS_OK;
+}
+
 int32_t solveNormalEquation(Ipm* ipm, double* v) {
   double* __restrict row = v + ipm->numCol;
   for (int32_t k = 0; k < ipm->numDim; ++k) v[k] = -v[k];
@@ -241,7 +252,7 @@ int32_t solveNormalEquation(Ipm* ipm, double* v) {
     const int32_t end = ipm->colBegin[j] + ipm->colLength[j];
     for (int32_t k = ipm->colBegin[j]; k < end; ++k) row[ipm->rowIndex[k]] += scaled * ipm->matValue[k];
   }
-  const int32_t status = chSolve(ipm->env, ipm, row);
+  const int32_t status = applyNormalInverse(ipm, row);
   if (status != QZ_STATUS_OK) return status;
   for (int32_t j = 0; j < ipm->numCol; ++j) {
     double product = 0.0;

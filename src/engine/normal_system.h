@@ -42,6 +42,9 @@ void computeNormalMatrix(Ipm* ipm);
 // Adds E: s_i / y_i on G rows.
 void updateNormalDiag(Ipm* ipm);
 
+// row := M^-1 row by the factor, of numRow entries, through the balance of the factored matrix. 0, or what chSolve says.
+[[nodiscard]] int32_t applyNormalInverse(Ipm* ipm, double* row);
+
 // Solves in place on v of numDim entries, column part first: from (rc, rr) to dy with M dy = -rr - A D rc in the row
 // part and dx = D (A'dy + rc) in the column part. No refinement. 0, or what chSolve says.
 [[nodiscard]] int32_t solveNormalEquation(Ipm* ipm, double* v);
