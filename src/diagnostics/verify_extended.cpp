@@ -18,7 +18,7 @@ struct Extended {
   const SubModel* submodel;
   bool reduced;  // a round of the submodel's reduction stands between the standard form and the engine
 
-  [[nodiscard]] bool splits() const { return ipm->typeMethod == IPM_METHOD_NORMAL && hub->numFreeVar > 0; }
+  [[nodiscard]] bool splits() const { return hub->typeMethod == IPM_METHOD_NORMAL && hub->numFreeVar > 0; }
 
   void checkDimensions() const {
     const int32_t numSplit = splits() ? hub->numFreeVar : 0;

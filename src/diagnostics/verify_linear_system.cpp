@@ -132,12 +132,17 @@ void checkAugmentedDiagonals(const Ipm* ipm, Check& check) {
 }
 
 // expected += A D A' v.
+// D_j of the normal equations.
+double normalWeight(const Ipm* ipm, int32_t j) {
+  return std::min(1.0 / columnDiagonal(ipm, j), (1.0 + std::fabs(ipm->primal[j])) / kLeastTheta);
+}
+
 void addNormalProduct(const Ipm* ipm, const double* v, Sum* expected) {
   for (int32_t j = 0; j < ipm->numCol; ++j) {
     Sum column;
     const int32_t end = ipm->colBegin[j] + ipm->colLength[j];
     for (int32_t k = ipm->colBegin[j]; k < end; ++k) column.add(ipm->matValue[k] * v[ipm->rowIndex[k]]);
-    const double d = 1.0 / columnDiagonal(ipm, j);
+    const double d = normalWeight(ipm, j);
     for (int32_t k = ipm->colBegin[j]; k < end; ++k) {
       Sum& row = expected[ipm->rowIndex[k]];
       row.value += ipm->matValue[k] * d * column.value;
@@ -245,7 +250,7 @@ int32_t VerifyNormalMatValue(const Ipm* ipm, int32_t level) {
   PoolArray<double> expected;
   if (expected.allocateZero(ipm->env->pool, ipm->numRow) != QZ_STATUS_OK) return QZ_STATUS_OUT_OF_MEMORY;
   for (int32_t j = 0; j < ipm->numCol; ++j) {
-    const double d = 1.0 / columnDiagonal(ipm, j);
+    const double d = normalWeight(ipm, j);
     for (int32_t k = ipm->colBegin[j]; k < ipm->colBegin[j] + ipm->colLength[j]; ++k)
       expected[ipm->rowIndex[k]] += ipm->matValue[k] * ipm->matValue[k] * d;
   }

@@ -29,7 +29,7 @@ void computeStepCombined(Ipm* ipm);
 // minPositive over the bound slacks and the duals of G rows (bound duals and row slacks do not enter it).
 void updateSolution(Ipm* ipm);
 
-// Reserve operations, not part of the default iteration.
+// Reserve operations. Only adjustFreeVar is part of an iteration: where free columns were split.
 
 // A step that looks at its blockers: unless a blocking quantity would come out below 1e-8, it goes the full way and
 // adds 1e-8 to the slacks and duals of each blocked side; otherwise it is updateSolution.

@@ -28,8 +28,9 @@ template <class T>
 
 // The system matrix and where its diagonals stand. Positions start at 0, a valid place in every matrix.
 [[nodiscard]] bool provideSystem(Ipm* ipm, QzPool* pool) {
-  return provide(pool, ipm->ipmColBegin, int64_t{ipm->numDim} + 1) &&
-         provide(pool, ipm->ipmRowIndex, ipm->numIpmCoef) && provideZero(pool, ipm->ipmMatValue, ipm->numIpmCoef) &&
+  return provide(pool, ipm->ipmColBegin, int64_t{ipm->systemDim} + 1) &&
+         provide(pool, ipm->ipmRowIndex, ipm->systemCapacity) &&
+         provideZero(pool, ipm->ipmMatValue, ipm->systemCapacity) &&
          provideZero(pool, ipm->ineqnDiagIndex, ipm->numRow) && provideZero(pool, ipm->varBndDiagIndex, ipm->numCol);
 }
 
@@ -175,6 +176,9 @@ int32_t CreateIpm(Ipm* ipm) {
   if (capacity >= INT32_MAX) return QZ_STATUS_OUT_OF_MEMORY;
   ipm->numDim = static_cast<int32_t>(numDim);
   ipm->numIpmCoef = static_cast<int32_t>(capacity);
+  // Made again for a reduced model, the system must still hold the whole one.
+  ipm->systemDim = std::max(ipm->systemDim, ipm->numDim);
+  ipm->systemCapacity = std::max(ipm->systemCapacity, ipm->numIpmCoef);
   if (!provideSystem(ipm, pool) || !provideVectors(ipm, pool)) return QZ_STATUS_OUT_OF_MEMORY;
   if (ipm->typeMethod == IPM_METHOD_NORMAL && !provideNormal(ipm, pool)) return QZ_STATUS_OUT_OF_MEMORY;
   if (ipm->laEnv == nullptr && laEnvCreate(ipm->env, nullptr, &ipm->laEnv) != QZ_STATUS_OK)

@@ -33,6 +33,9 @@ enum : int32_t {
   STOP_RESET_STOP = 4    // try a reset, stop in any case
 };
 
+// The least Theta_j that the normal equations count, as a share of 1 / (1 + |x_j|).
+inline constexpr double kLeastTheta = 1e-10;
+
 struct Ipm {
   int32_t typeModel;  // IPM_MODEL_...
   int32_t numRow;     // the engine's dimensions
@@ -61,6 +64,8 @@ struct Ipm {
   int32_t typeMethod;        // IPM_METHOD_...
   int32_t numDim;            // numRow + numCol
   int32_t numIpmCoef;        // elements of the system matrix; at first its capacity
+  int32_t systemDim;         // largest numDim of the models of this solve: what the system's arrays are made for
+  int32_t systemCapacity;    // and their largest number of elements
   int32_t* ipmColBegin;      // numDim + 1, own: the system matrix, both triangles
   int32_t* ipmRowIndex;      // own
   double* ipmMatValue;       // own
@@ -95,15 +100,15 @@ struct Ipm {
   int32_t* ipmRowLength;
   int32_t* ipmColIndex;
   double* ipmRowValue;
-  double* normalDiag;  // numCol, own
-  double* normalWork;  // numRow, own
-  int32_t* normalPos;  // numRow, own
+  double* normalDiag;   // numCol, own
+  double* normalWork;   // numRow, own
+  int32_t* normalPos;   // numRow, own
   double* normalScale;  // numRow, own: S, where ipmMatValue holds S M S; 1 until the matrix is balanced
   double* refineWork;   // refinementWorkEntries, own: vectors of the refinement
   double* refineRhs;    // numDim, own: the right-hand side that is being solved
-  int32_t status;      // of the iterate
-  int32_t stopState;   // STOP_...
-  int32_t crossover;   // from IpmOption, like the next two
+  int32_t status;       // of the iterate
+  int32_t stopState;    // STOP_...
+  int32_t crossover;    // from IpmOption, like the next two
   int32_t initOption;
   int32_t unscaleCheck;
   int32_t countGoodStep;  // consecutive iterations with both steps above 0.9

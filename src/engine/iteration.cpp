@@ -166,9 +166,9 @@ Step solveFailed(Loop& loop, int32_t status) {
   return leaveWith(loop, unscaled ? ipm->status : scaling);
 }
 
-// Only the difference of a split free column's two parts enters the rows: without a pull both drift off together, to
-// 1e18 in pilot.ja, and take the digits of the difference along. An in vitro model has numbers of its own for its
-// columns, so there the pairs are left alone.
+// Only the difference of the two parts of a split free column enters the rows: without a pull both drift off together,
+// and take the digits of the difference along. An in vitro model has numbers of its own for its columns, so there the
+// pairs are left alone.
 void pullPairsTogether(Ipm* ipm, const Hub* hub) {
   const bool renumbered = hub->routeSubmodel == ROUTE_INVITRO || hub->routeSubmodel == ROUTE_BOTH;
   if (hub->colPlus == nullptr || renumbered) return;

@@ -14,7 +14,8 @@ namespace qz {
 // Analyses the pattern in ipmColBegin and ipmRowIndex; the environment is set up by chSetup. The handles and the
 // instance's copies hold whatever was built, also on a failure. 0, -1086, 12 or 10.
 [[nodiscard]] int32_t chAnalyze(Env* env, Ipm* ipm);
-// Factors the values in ipmMatValue; a pivot below a tolerance that grows with the norm leaves the solve. 0, -1086, 12 or 10.
+// Factors the values in ipmMatValue; a pivot below a tolerance that grows with the norm leaves the solve. 0, -1086, 12
+// or 10.
 [[nodiscard]] int32_t chFactorize(Env* env, Ipm* ipm);
 // The same for a balanced matrix whose diagonal keeps every pivot away from 0: no pivot is judged by the norm, and only
 // an exact 0 is replaced. 0, -1086, 12 or 10.

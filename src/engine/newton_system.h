@@ -16,8 +16,8 @@ namespace qz {
 [[nodiscard]] int32_t factorSystem(Ipm* ipm);
 
 // Solves in place on a vector of numDim entries. A solution of the normal equations is refined; where it stays
-// inaccurate, the augmented system takes over for the rest of the solve (typeMethod changes, and all that belongs to the
-// method) and solves. 0, or what the method's phases say: ldlSolve, solveNormalEquation, or those of ipmInitAugmat.
+// inaccurate, the augmented system takes over for the rest of the solve (typeMethod changes, and all that belongs to
+// the method) and solves. 0, or what the method's phases say: ldlSolve, solveNormalEquation, or those of ipmInitAugmat.
 [[nodiscard]] int32_t solveSystem(Ipm* ipm, double* vector);
 
 }  // namespace qz

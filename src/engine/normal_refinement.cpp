@@ -10,8 +10,7 @@ namespace qz {
 
 namespace {
 
-constexpr double kProximal = 1e-10;    // the smallest share of 1 / (1 + |x_j|) that Theta_j counts for
-constexpr double kDiagonal = 1e-13;    // added to the balanced diagonal
+constexpr double kDiagonal = 1e-12;    // added to the balanced diagonal
 constexpr int32_t kMaxCycles = 3;      // runs of the conjugate gradients, each from a fresh residual
 constexpr int32_t kMaxSteps = 20;      // steps of a run
 constexpr double kRounding = 1e-15;    // of the terms of a residual: more cannot be had
@@ -139,7 +138,7 @@ int64_t refinementWorkEntries(int64_t numRow, int64_t numCol) {
 
 void boundNormalDiag(Ipm* ipm) {
   for (int32_t j = 0; j < ipm->numCol; ++j)
-    ipm->normalDiag[j] = std::min(ipm->normalDiag[j], (1.0 + std::fabs(ipm->primal[j])) / kProximal);
+    ipm->normalDiag[j] = std::min(ipm->normalDiag[j], (1.0 + std::fabs(ipm->primal[j])) / kLeastTheta);
 }
 
 void balanceNormalMatrix(Ipm* ipm) {
@@ -178,7 +177,7 @@ int32_t refineNormalSolution(Ipm* ipm, const double* rhs, double* v, bool* accur
     if (misfit.residual > 0.5 * before.residual) break;
   }
   const double acceptable = kAcceptable * std::max(ipm->tolPrimal, ipm->primalInfeas) * unit;
-  *accurate = misfit.residual <= std::max(aim, acceptable);
+  *accurate = misfit.residual <= acceptable;
   return QZ_STATUS_OK;
 }
 

@@ -5,7 +5,7 @@
 // error that they bring out of the solution again:
 //  1. A weight is bounded by (1 + |x_j|) / 1e-10. That is a proximal term on columns that have left their bounds: what
 //     it leaves in the dual residual is at most 1e-10 of the step relative to x (Friedlander and Orban, 2012).
-//  2. M is balanced to a diagonal of 1 before it is factored, and 1e-13 is added there. A dependent row then has a
+//  2. M is balanced to a diagonal of 1 before it is factored, and 1e-12 is added there. A dependent row then has a
 //     pivot well above its rounding noise, and no live row is small because its weights are (Saunders, 1996).
 //  3. Conjugate gradients preconditioned by that factor correct each solution until the rows of the Newton system are
 //     met. The product with M goes through A, and dx is updated along with dy, so that the residual is that of the rows

@@ -42,7 +42,8 @@ void computeNormalMatrix(Ipm* ipm);
 // Adds E: s_i / y_i on G rows.
 void updateNormalDiag(Ipm* ipm);
 
-// row := M^-1 row by the factor, of numRow entries, through the balance of the factored matrix. 0, or what chSolve says.
+// row := M^-1 row by the factor, of numRow entries, through the balance of the factored matrix. 0, or what chSolve
+// says.
 [[nodiscard]] int32_t applyNormalInverse(Ipm* ipm, double* row);
 
 // Solves in place on v of numDim entries, column part first: from (rc, rr) to dy with M dy = -rr - A D rc in the row

@@ -214,7 +214,7 @@ TEST(EngineState, EveryFailedAllocationOfTheCreationIsReportedAndNothingLeaks) {
       EXPECT_EQ(engine.env.laEnv, nullptr);
       if (status == 0) break;
     }
-    EXPECT_EQ(k - 1, method == qz::IPM_METHOD_NORMAL ? 22 : 19);
+    EXPECT_EQ(k - 1, method == qz::IPM_METHOD_NORMAL ? 25 : 19);
   }
 }
 

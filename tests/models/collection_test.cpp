@@ -22,7 +22,8 @@ TEST_F(Collection, ShortList) {
 
 TEST_F(Collection, ShortListWithNormalEquations) {
   if (!hasNormalEquations()) GTEST_SKIP() << "this build's solver has no normal equations";
-  for (const char* name : {"blend", "sc50a", "share2b", "stocfor1", "scagr7", "e226", "agg", "degen2"})
+  for (const char* name :
+       {"blend", "sc50a", "share2b", "stocfor1", "scagr7", "e226", "capri", "agg", "degen2", "scfxm2", "cycle"})
     check(netlib(name), {{"method", 1}});
 }
 
