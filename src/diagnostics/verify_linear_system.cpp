@@ -1,5 +1,6 @@
 #include "diagnostics/verify_linear_system.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "diagnostics/check.h"
@@ -131,12 +132,12 @@ void checkAugmentedDiagonals(const Ipm* ipm, Check& check) {
   }
 }
 
-// expected += A D A' v.
 // D_j of the normal equations.
 double normalWeight(const Ipm* ipm, int32_t j) {
   return std::min(1.0 / columnDiagonal(ipm, j), (1.0 + std::fabs(ipm->primal[j])) / kLeastTheta);
 }
 
+// expected += A D A' v.
 void addNormalProduct(const Ipm* ipm, const double* v, Sum* expected) {
   for (int32_t j = 0; j < ipm->numCol; ++j) {
     Sum column;
