@@ -18,7 +18,11 @@ struct Extended {
   const SubModel* submodel;
   bool reduced;  // a round of the submodel's reduction stands between the standard form and the engine
 
-  [[nodiscard]] bool splits() const { return hub->typeMethod == IPM_METHOD_NORMAL && hub->numFreeVar > 0; }
+  // A solve may have gone on from the normal equations to the augmented system: its columns stay split.
+  [[nodiscard]] bool splits() const {
+    const bool normal = ipm->typeMethod == IPM_METHOD_NORMAL || hub->typeMethod == IPM_METHOD_NORMAL;
+    return normal && hub->numFreeVar > 0;
+  }
 
   void checkDimensions() const {
     const int32_t numSplit = splits() ? hub->numFreeVar : 0;
