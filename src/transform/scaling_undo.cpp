@@ -223,6 +223,9 @@ void ipmUnscale(Ipm* ipm, Hub* hub, SubModel* submodel) {
   if (hub->smallRestored == 0) restoreSmallData(ipm, hub, submodel);
   if (hub->scaleState == 1) unscaleObjective(ipm, hub);
   if (hub->scaleState == 2) unscaleEverything(ipm, hub);
+  // The growth of mu is judged against its first value. Slacks and duals scale against each other but for the
+  // objective.
+  if (hub->scaleState != 0) ipm->firstMu /= hub->objScale;
 }
 
 int32_t ipmUnscaleOld(Env* env, Model* model, IpmOption* options, Hub* hub, Solution* solution) {

@@ -187,6 +187,21 @@ TEST_F(ScalingControl, ObjectiveAloneDividesCostsAndAllDuals) {
   }
 }
 
+// mu is measured in true terms from here on, and judged against its first value.
+TEST_F(ScalingControl, FirstMuFollowsTheObjective) {
+  for (int32_t state : {0, 1, 2}) {
+    Scaled s(host, 11, IPM_METHOD_AUGMENTED);
+    if (state == 2) s.apply(3);
+    s.hub.scaleState = state;
+    s.hub.objScale = 0.25;
+    s.hub.smallRestored = 0;
+    s.ipm->firstMu = 5.0;
+    s.ipm->stopState = STOP_NOW;
+    ASSERT_EQ(scalingControl(s.ipm, &s.hub, nullptr), 1003);
+    EXPECT_EQ(s.ipm->firstMu, state == 0 ? 5.0 : 20.0);
+  }
+}
+
 TEST_F(ScalingControl, AlternateBoundsAreUnscaledOnce) {
   Scaled s(host, 3, IPM_METHOD_AUGMENTED);
   s.apply(9);
