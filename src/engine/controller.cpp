@@ -48,7 +48,10 @@ int32_t verifyScreening(const Control& control) {
   return VerifySubmodelValue(control.env, level, control.model, control.submodel);
 }
 
-// The record of big values, with what the input data has of them: the starting point sets it aside.
+// The record of big values, with what the input data has of them. The lists are emptied ahead of the start, which then
+// takes part in everything but insists on no equation with a big right-hand side and no free column with a big cost:
+// starts that set whole rows, columns and bounds aside leave complementary pairs so far apart that the first steps
+// multiply mu by a thousand, which ends as a false verdict on small models, and agg near-optimal.
 int32_t createSubModel(Control& control) {
   if (control.option->submodelOff != 0) return QZ_STATUS_OK;
   int32_t status = NewSubModel(control.env, control.model, &control.submodel);
@@ -57,7 +60,9 @@ int32_t createSubModel(Control& control) {
   if (status != QZ_STATUS_OK) return status;
   traceBigdata(control.ipm, control.submodel);
   status = CreateSubModel(control.env, control.model, control.submodel);
-  return status != QZ_STATUS_OK ? status : verifyScreening(control);
+  if (status == QZ_STATUS_OK) status = verifyScreening(control);
+  ClearSubModel(control.env, control.submodel);
+  return status;
 }
 
 int32_t findStart(Control& control) {
@@ -86,7 +91,6 @@ int32_t changeSystem(Control& control) {
 // 10000.
 int32_t prepareSubModel(Control& control) {
   if (control.option->submodelOff != 0) return QZ_STATUS_OK;
-  ClearSubModel(control.env, control.submodel);
   const int32_t status = NewSubModel2(control.env, control.submodel);
   if (status != QZ_STATUS_OK) return status;
   if (control.submodel == nullptr) {

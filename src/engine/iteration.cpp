@@ -6,6 +6,7 @@
 #include "diagnostics/verify_iteration.h"
 #include "diagnostics/verify_submodel.h"
 #include "engine/directions.h"
+#include "engine/engine_state.h"
 #include "engine/measures.h"
 #include "engine/newton_system.h"
 #include "engine/reset.h"
@@ -87,7 +88,10 @@ Step control(Loop& loop) {
 
 // Acts on big values, or takes back what was done about them. What is left to the controller leaves the loop.
 Step controlSubmodel(Loop& loop) {
+  const bool stopping = loop.ipm->stopState != STOP_ITERATE;
   const int32_t status = submodelControl(loop.ipm, loop.hub, loop.submodel);
+  // A verdict that was taken back may have kept the limits from being asked.
+  if (status == QZ_STATUS_OK && stopping && loop.ipm->stopState == STOP_ITERATE) decideLimits(loop.ipm);
   if (status == QZ_STATUS_OK) return Step::kReport;
   loop.ipm->status = status;
   return leaveWith(loop, status);
@@ -237,7 +241,10 @@ int32_t takeBackInvivo(Loop& loop) {
   if (hub->routeSubmodel == ROUTE_INVIVO) hub->routeSubmodel = ROUTE_INACTIVE;
   if (hub->routeSubmodel == ROUTE_BOTH) hub->routeSubmodel = ROUTE_INVITRO;
   if (status != QZ_STATUS_OK) return status;
-  if (changed) computeMeasurement(loop.ipm);
+  if (changed) {
+    AnalyzeIpm(loop.ipm);
+    computeMeasurement(loop.ipm);
+  }
   return loop.result;
 }
 

@@ -101,6 +101,9 @@ void clearIdleKinds(SubModel* submodel) {
   clearIdle(s.bBigIneqnSlack, s.numBigIneqnSlack, s.prevBigIneqnSlack, s.deltaRow);
   clearIdle(s.bBigDual, s.numBigDual, s.prevBigDual, s.deltaY);
   clearIdle(s.bBigBoundDual, s.numBigBoundDual, s.prevBigBoundDual, s.deltaColumn);
+  if (s.bBigBoundSlack == 0) s.numBoundSub = 0;
+  if (s.bBigIneqnSlack == 0 && !HasRowSub(submodel)) s.numRowSub = 0;
+  if (s.bBigBoundDual == 0) s.numColSub = 0;
 }
 
 void FreeSubModel(Env* env, SubModel** submodel) {

@@ -6,11 +6,13 @@
 
 #include "diagnostics/dump.h"
 #include "diagnostics/verify_submodel.h"
+#include "engine/engine_state.h"
 #include "engine/measures.h"
 #include "shell/log.h"
 #include "submodel/big_solution.h"
 #include "submodel/bound_removal.h"
 #include "submodel/dual_shift.h"
+#include "submodel/reduced_cost.h"
 #include "submodel/submodel_trace.h"
 #include "submodel/variable_shift.h"
 
@@ -22,6 +24,7 @@ constexpr double kStillShare = 1e-10;     // of thresholdBig: a movement below i
 constexpr double kStillTolerance = 0.01;  // of moveTolerance: neither is one below it
 constexpr double kNotToTouch = 100.0;     // movements above it stand for values that must be left alone
 constexpr double kVanishedMovement = 1e-15;
+constexpr double kHarder = 1e-5;  // factor of moveTolerance when an action has not stood the test
 
 bool isOneOf(BigAction action, BigAction first, BigAction second) {
   return action == first || action == second;
@@ -199,7 +202,69 @@ int32_t restore(Ipm* ipm, Hub* hub, SubModel* s) {
   }
   hub->routeSubmodel = ROUTE_INACTIVE;
   ipm->stopState = STOP_ITERATE;
+  AnalyzeIpm(ipm);
   computeMeasurement(ipm);
+  return QZ_STATUS_OK;
+}
+
+// Calls visit(j, side) for each bound that was removed in vivo.
+template <class Visit>
+void forEachRemovedBound(const SubModel* s, Visit visit) {
+  for (int32_t k = 0; k < s->numBigBoundSlack; ++k) {
+    const int32_t j = s->idxBoundSub[k];
+    if ((s->statusBoundSub[j] & SUB_LOWER) != 0) visit(j, SUB_LOWER);
+    if ((s->statusBoundSub[j] & SUB_UPPER) != 0) visit(j, SUB_UPPER);
+  }
+}
+
+// The duals of bounds that have just come back with duals of 0: what is left of the columns' residuals belongs to them.
+int32_t giveResidualsToBounds(const Ipm* ipm, const SubModel* s) {
+  PoolArray<double> gradient;
+  const int32_t status = makeGradient(ipm->env, ipm->model, ipm->primal, gradient);
+  if (status != QZ_STATUS_OK) return status;
+  forEachRemovedBound(s, [&](int32_t j, int32_t side) {
+    const double residual = gradient[j] - columnTimes(ipm->model, j, ipm->dual) - ipm->lowerDual[j] + ipm->upperDual[j];
+    if (side == SUB_LOWER)
+      ipm->lowerDual[j] = std::max(residual, 0.0);
+    else
+      ipm->upperDual[j] = std::max(-residual, 0.0);
+  });
+  return QZ_STATUS_OK;
+}
+
+// The same on the central path, for a run that goes on.
+void centreBounds(const Ipm* ipm, const SubModel* s, double mu) {
+  forEachRemovedBound(s, [&](int32_t j, int32_t side) {
+    const double slack = side == SUB_LOWER ? ipm->lowerSlack[j] : ipm->upperSlack[j];
+    if (slack > 0.0) (side == SUB_LOWER ? ipm->lowerDual : ipm->upperDual)[j] = mu / slack;
+  });
+}
+
+// A point that is optimal in shifted terms must be so in true ones. There the residual of a column counts times the
+// shift of its variable or times its far bound, and that of a row times the shift of its dual. It may be left to its
+// stop then; otherwise the run goes on in true terms, and further action becomes harder.
+int32_t confirmOptimal(Ipm* ipm, Hub* hub, SubModel* s) {
+  const bool removed = (s->bBigBoundSlack & BIG_INVIVO) != 0;
+  const double mu = ipm->mu;
+  traceUndo(ipm, s);
+  int32_t status = undoInvivo(ipm, hub, s);
+  if (status != QZ_STATUS_OK) return status;
+  hub->routeSubmodel = ROUTE_INACTIVE;
+  AnalyzeIpm(ipm);
+  if (removed) status = giveResidualsToBounds(ipm, s);
+  if (status != QZ_STATUS_OK) return status;
+  computeMeasurement(ipm);
+  ipm->status =
+      getSolutionStatus(ipm->tolPrimal, ipm->tolDual, ipm->tolOptimality, ipm->tolComplement, ipm->primalInfeas,
+                        ipm->boundInfeas, ipm->dualInfeas, ipm->dualityGap, ipm->complementarity);
+  if (ipm->status != QZ_STATUS_OPTIMAL) {
+    traceUnconfirmed(ipm, s);
+    if (removed) centreBounds(ipm, s, mu);
+    s->moveTolerance *= kHarder;
+    ipm->stopState = STOP_ITERATE;
+    computeMeasurement(ipm);
+  }
+  clearBigCounts(s);
   return QZ_STATUS_OK;
 }
 
@@ -235,6 +300,8 @@ int32_t submodelControl(Ipm* ipm, Hub* hub, SubModel* submodel) {
   BigActions actions;
   bool act = false;
   if (ipm->stopState != STOP_ITERATE) {
+    if (ipm->status == QZ_STATUS_OPTIMAL && hub->routeSubmodel == ROUTE_INVIVO)
+      return confirmOptimal(ipm, hub, submodel);
     act = decideEnding(ipm, submodel, &actions);
   } else {
     if (validBigSolution(ipm, submodel) != QZ_STATUS_OK) return restore(ipm, hub, submodel);

@@ -77,4 +77,11 @@ void traceUndo(const Ipm* ipm, const SubModel* s) {
           numBound, numDual);
 }
 
+void traceUnconfirmed(const Ipm* ipm, const SubModel* s) {
+  if (silent(ipm, s)) return;
+  logText(ipm->env->log, QZ_LOG_DEBUG,
+          L"submodel: iteration %d: optimal in shifted terms only: gap %g, complementarity %g in true ones",
+          ipm->numIter, ipm->dualityGap, ipm->complementarity);
+}
+
 }  // namespace qz

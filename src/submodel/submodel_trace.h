@@ -19,6 +19,8 @@ void traceInvitro(const Ipm* ipm, const SubModel* submodel);
 void traceRestore(const Ipm* ipm, const SubModel* submodel);
 // The in vivo changes are taken back as the iteration is left.
 void traceUndo(const Ipm* ipm, const SubModel* submodel);
+// What is optimal in shifted terms is not so in true ones; the measures of the true model.
+void traceUnconfirmed(const Ipm* ipm, const SubModel* submodel);
 // What the screening of the input has marked.
 void traceBigdata(const Ipm* ipm, const SubModel* submodel);
 

@@ -609,6 +609,90 @@ TEST_F(SubModelControl, UndoingOfAQuadraticShiftNeedsMemory) {
   EXPECT_EQ(submodel->bBigVar, BIG_INVIVO);
 }
 
+// minimise x0 + x1 subject to x0 = 60000, 0 <= x0, 0 <= x1 <= 5: x = (60000, 0), y = 1, lower dual of x1 = 1.
+qztest::DenseModel farModel() {
+  qztest::DenseModel m;
+  m.A.resize(1, 2);
+  m.A << 1, 0;
+  m.c = qztest::Vector::Ones(2);
+  m.b = qztest::Vector::Constant(1, 6 * B);
+  m.lower = qztest::Vector::Zero(2);
+  m.upper.resize(2);
+  m.upper << qztest::kNone, 5;
+  m.sense = "E";
+  return m;
+}
+
+class Confirmation : public SubModelControl {
+ protected:
+  // The optimum, but for `residual` in the dual of x0, with x0 shifted and its bound removed.
+  void stopShifted(double residual) {
+    make(farModel());
+    submodel->moveTolerance = 0.01;
+    const double tiny = 1e-12;
+    ipm->primal[0] = ipm->lowerSlack[0] = 6 * B;
+    ipm->primal[1] = ipm->lowerSlack[1] = tiny;
+    ipm->upperSlack[1] = 5.0 - tiny;
+    ipm->lowerDual[0] = tiny;
+    ipm->lowerDual[1] = 1.0 + tiny;
+    ipm->upperDual[1] = tiny;
+    ipm->dual[0] = 1.0 - residual;
+    bigVars({0});
+    bigBounds({0}, {SUB_LOWER});
+    ipm->status = QZ_STATUS_PRIMAL_INFEASIBLE;
+    ASSERT_EQ(actInvivo(ipm, &hub, submodel, {kStill, kStill, kNone, kNone, kNone}), 0);
+    ipm->status = QZ_STATUS_OPTIMAL;
+    ipm->stopState = STOP_NOW;
+  }
+};
+
+TEST_F(Confirmation, OptimumInTrueTermsIsLeftToItsStop) {
+  stopShifted(0.0);
+  ASSERT_EQ(control(), 0);
+  EXPECT_EQ(ipm->stopState, STOP_NOW);
+  EXPECT_EQ(ipm->status, QZ_STATUS_OPTIMAL);
+  EXPECT_EQ(hub.routeSubmodel, ROUTE_INACTIVE);
+  EXPECT_EQ(flags(), kNothing);
+  EXPECT_EQ(ipm->primal[0], 6 * B);
+  EXPECT_EQ(ipm->lower[0], 0.0);
+  EXPECT_EQ(submodel->moveTolerance, 0.01);
+}
+
+// A residual of 1e-5 is nothing beside a shifted x of 0, but much beside 60000. A small enough one goes to the bound's
+// dual, where it counts times the slack.
+TEST_F(Confirmation, OptimumInShiftedTermsAloneGoesOnInTrueOnes) {
+  for (double residual : {1e-5, -1e-5}) {
+    if (submodel != nullptr) FreeSubModel(&test->env, &submodel);
+    stopShifted(residual);
+    ipm->debugLevel = 1;
+    ASSERT_EQ(control(), 0);
+    EXPECT_EQ(ipm->stopState, STOP_ITERATE) << residual;
+    EXPECT_NE(ipm->status, QZ_STATUS_OPTIMAL);
+    EXPECT_EQ(hub.routeSubmodel, ROUTE_INACTIVE);
+    EXPECT_EQ(ipm->primal[0], 6 * B);
+    EXPECT_GT(ipm->lowerDual[0], 0.0) << "an interior point";
+    EXPECT_LT(ipm->lowerDual[0], 1e-10) << "on the central path";
+    EXPECT_DOUBLE_EQ(submodel->moveTolerance, 1e-7);
+    EXPECT_EQ(counts(), Ints(10, 0));
+    EXPECT_TRUE(host.loggedText("submodel: iteration %d: optimal in shifted terms only"));
+  }
+}
+
+TEST_F(Confirmation, ReducedRunIsTheControllersToConfirm) {
+  stopShifted(1e-5);
+  hub.routeSubmodel = ROUTE_BOTH;
+  ASSERT_EQ(control(), 0);
+  EXPECT_EQ(ipm->stopState, STOP_NOW);
+  EXPECT_EQ(flags(), (Ints{1, 1, 0, 0, 0}));
+}
+
+TEST_F(Confirmation, NeedsMemoryForTheResiduals) {
+  stopShifted(0.0);
+  host.failAllocation(1);
+  EXPECT_EQ(control(), QZ_STATUS_OUT_OF_MEMORY);
+  host.failAllocation(0);
+}
+
 TEST_F(SubModelControl, TraceTellsTheStory) {
   makePoint();
   set({kStill, kStill, kNone, kStill, kNone});
