@@ -21,10 +21,10 @@ int32_t hostProcessors() {
   return static_cast<int32_t>(std::clamp<int64_t>(count, 1, std::numeric_limits<int32_t>::max()));
 }
 
-// The host's switch for the big-value submodels. Their control loop is not whole yet, so they are off without it.
+// The host's switch for the big-value submodels; without it they are on.
 bool submodelsOn() {
-  int64_t on = 0;
-  return hostIntegerOption(QZ_OPTION_SUBMODEL, QZ_OPTION_SUBMODEL_LENGTH, on) && on != 0;
+  int64_t on = 1;
+  return !hostIntegerOption(QZ_OPTION_SUBMODEL, QZ_OPTION_SUBMODEL_LENGTH, on) || on != 0;
 }
 
 }  // namespace
