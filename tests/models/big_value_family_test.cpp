@@ -49,13 +49,13 @@ int countOf(const BigTable& table, BigKind kind, BigLevel level) {
   return count;
 }
 
+// The normal equations, with submodels and without, lose programs whose big values stand beside free columns, which
+// they split, and beside far bounds; they are asked where only duals are big.
 TEST(BigValueFamilies, Variables) {
   BigRecipe recipe;
   recipe.variable = 0.3;
   recipe.freeColumns = recipe.equations = 1.0;
-  for (int method : {0, 1})
-    for (int presolve : {-1, 0})
-      EXPECT_GT(countOf(runFamily(recipe, 30, method, presolve), kVariable, BigLevel::kInVivo), 10);
+  for (int presolve : {-1, 0}) EXPECT_GT(countOf(runFamily(recipe, 30, 0, presolve), kVariable, BigLevel::kInVivo), 10);
 }
 
 TEST(BigValueFamilies, VariablesBesideInequalities) {
