@@ -147,6 +147,8 @@ Step reset(Loop& loop) {
   Ipm* ipm = loop.ipm;
   if (ipm->stopState == STOP_RESET_GO_ON) return goOnWithoutReset(loop);
   const int32_t status = ipmReset(ipm);
+  if (ipm->debugLevel > 0)
+    logText(ipm->env->log, QZ_LOG_DEBUG, L"exact point tried at iteration %d: status %d", ipm->numIter, status);
   if (status == QZ_STATUS_OK) {
     ipm->stopState = STOP_NOW;
     printLog(ipm);
