@@ -81,6 +81,7 @@ struct SubModel {
   int32_t planBigIneqnSlack;
   int32_t planBigDual;
   int32_t planBigBoundDual;
+  int32_t triedAtEnd;   // 1: a run that found no answer has acted once before it gave up
   int32_t numColExtra;  // columns and rows removed by the last presolve beyond the marked ones
   int32_t* idxColExtra;
   int32_t numRowExtra;

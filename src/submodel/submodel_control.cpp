@@ -91,9 +91,10 @@ bool isAnswer(int32_t status) {
   }
 }
 
-// The verdict at the end of a run: whatever is big and not untouchable is tried before the run gives up.
-bool decideEnding(const Ipm* ipm, const SubModel* s, BigActions* actions) {
-  if (isAnswer(ipm->status) || anyFlag(s)) return false;
+// The verdict at the end of a run: whatever is big and not untouchable is tried before the run gives up. Once in a
+// solve: each restart begins with fresh counters, and an infeasible model (gosh) would go on to the iteration ceiling.
+bool decideEnding(const Ipm* ipm, SubModel* s, BigActions* actions) {
+  if (isAnswer(ipm->status) || anyFlag(s) || s->triedAtEnd != 0) return false;
   bool act = false;
   const auto choose = [&](int32_t count, double movement, BigAction* action) {
     if (count < 1 || !(movement < kNotToTouch)) return;
@@ -105,6 +106,7 @@ bool decideEnding(const Ipm* ipm, const SubModel* s, BigActions* actions) {
   choose(s->numBigIneqnSlack, s->deltaRow, &actions->rowSlack);
   choose(s->numBigDual, s->deltaY, &actions->rowDual);
   choose(s->numBigBoundDual, s->deltaColumn, &actions->boundDual);
+  s->triedAtEnd = act ? 1 : 0;
   return act;
 }
 

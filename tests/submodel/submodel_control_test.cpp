@@ -476,6 +476,20 @@ TEST_F(SubModelControl, EndOfARunWithAFlagSetDoesNotActAgain) {
   EXPECT_EQ(ipm->stopState, STOP_NOW);
 }
 
+TEST_F(SubModelControl, EndOfARunActsOnceInASolve) {
+  makePoint();
+  for (bool first : {true, false}) {
+    set({kSlow, kNone, kNone, kNone, kNone});
+    ipm->stopState = STOP_NOW;
+    ipm->status = QZ_STATUS_PRIMAL_INFEASIBLE;
+    EXPECT_EQ(control(), 0);
+    EXPECT_EQ(submodel->bBigVar, first ? BIG_INVIVO : 0);
+    EXPECT_EQ(ipm->stopState, first ? STOP_ITERATE : STOP_NOW);
+    ASSERT_EQ(undoInvivo(ipm, &hub, submodel), 0);
+    hub.routeSubmodel = ROUTE_INACTIVE;
+  }
+}
+
 TEST_F(SubModelControl, EndOfARunLeavesUntouchableKindsAlone) {
   makePoint();
   set({kSlow, kNone, kSlow, kSlow, kNone});
