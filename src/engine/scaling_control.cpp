@@ -4,6 +4,7 @@
 #include "engine/augmented_system.h"
 #include "engine/engine_state.h"
 #include "submodel/dual_shift.h"
+#include "submodel/true_data.h"
 #include "transform/scaling_undo.h"
 #include "transform/sparse_helpers.h"
 
@@ -36,10 +37,13 @@ bool invivo(int32_t flag) {
   return (flag & BIG_INVIVO) != 0;
 }
 
-void unscaleInvivo(Ipm* ipm, Hub* hub, SubModel* submodel) {
+int32_t unscaleInvivo(Ipm* ipm, Hub* hub, SubModel* submodel) {
   if (invivo(submodel->bBigVar)) unscaleInvivoVar(ipm, hub, submodel);
   if (invivo(submodel->bBigBoundSlack)) unscaleInvivoBound(ipm, hub, submodel);
+  const int32_t status = shiftTrueData(ipm, submodel);
+  if (status != QZ_STATUS_OK) return status;
   if (invivo(submodel->bBigDual)) unscaleInvivoDual(ipm, hub, submodel);
+  return QZ_STATUS_OK;
 }
 
 // The pattern stays, and with it the analysis of the factorisation; the diagonals are written before each of them.
@@ -83,10 +87,12 @@ int32_t scalingControl(Ipm* ipm, Hub* hub, SubModel* submodel) {
   }
   const bool shifted = route == ROUTE_INVIVO && submodel != nullptr;
   if (shifted) subUnshiftDual(ipm, submodel, 0);
+  if (shifted) putTrueData(ipm, submodel);
   ipmUnscale(ipm, hub, submodel);
-  if (shifted) unscaleInvivo(ipm, hub, submodel);
+  int32_t status = shifted ? unscaleInvivo(ipm, hub, submodel) : QZ_STATUS_OK;
+  if (status != QZ_STATUS_OK) return status;
   AnalyzeIpm(ipm);
-  int32_t status = VerifyStatistics(ipm, ipm->debugLevel);
+  status = VerifyStatistics(ipm, ipm->debugLevel);
   if (status != QZ_STATUS_OK) return status;
   if ((route < ROUTE_INVITRO && hub->scaleState == 2) || ipm->typeModel == IPM_MODEL_QP) status = rebuildSystem(ipm);
   releaseFactors(ipm->env, hub);

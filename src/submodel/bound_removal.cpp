@@ -86,15 +86,10 @@ int32_t subRemoveBound(Env* env, SubModel* submodel, double* lower, double* uppe
     submodel->upperSub[k] = upper[j];
     submodel->savedLowerDual[k] = lowerDual[j];
     submodel->savedUpperDual[k] = upperDual[j];
-    if ((submodel->statusBoundSub[j] & SUB_UPPER) != 0) {
-      upper[j] = kRemovedBound;
-      upperSlack[j] = upperDual[j] = 0.0;
-    }
-    if ((submodel->statusBoundSub[j] & SUB_LOWER) != 0) {
-      lower[j] = -kRemovedBound;
-      lowerSlack[j] = lowerDual[j] = 0.0;
-    }
+    if ((submodel->statusBoundSub[j] & SUB_UPPER) != 0) upperSlack[j] = upperDual[j] = 0.0;
+    if ((submodel->statusBoundSub[j] & SUB_LOWER) != 0) lowerSlack[j] = lowerDual[j] = 0.0;
   }
+  pushBoundsAway(submodel, lower, upper);
   return QZ_STATUS_OK;
 }
 
@@ -110,6 +105,14 @@ int32_t subRemoveBoundInvivo(Ipm* ipm, SubModel* submodel) {
     setFreeFlag(ipm, j);
   }
   return QZ_STATUS_OK;
+}
+
+void pushBoundsAway(const SubModel* submodel, double* lower, double* upper) {
+  for (int32_t k = 0; k < submodel->numBigBoundSlack; ++k) {
+    const int32_t j = submodel->idxBoundSub[k];
+    if ((submodel->statusBoundSub[j] & SUB_UPPER) != 0) upper[j] = kRemovedBound;
+    if ((submodel->statusBoundSub[j] & SUB_LOWER) != 0) lower[j] = -kRemovedBound;
+  }
 }
 
 int32_t subCountRemoveBound(const Ipm* /*ipm*/, const SubModel* submodel) {

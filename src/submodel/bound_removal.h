@@ -23,6 +23,9 @@ inline constexpr double kRemovedBound = 1.7976931348623157e308;
 // changed.
 [[nodiscard]] int32_t subRemoveBoundInvivo(Ipm* ipm, SubModel* submodel);
 
+// Pushes the concerned bounds of the listed columns to +-kRemovedBound, and nothing else; arrays of numCol entries.
+void pushBoundsAway(const SubModel* submodel, double* lower, double* upper);
+
 // How many bounds a removal of the listed ones would take. It must stay below the engine's complementary pairs, whose
 // number divides mu.
 [[nodiscard]] int32_t subCountRemoveBound(const Ipm* ipm, const SubModel* submodel);

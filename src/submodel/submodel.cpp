@@ -124,6 +124,10 @@ void FreeSubModel(Env* env, SubModel** submodel) {
   poolFree(pool, record.idxBigDual);
   poolFree(pool, record.shiftPrimal);
   poolFree(pool, record.shiftDual);
+  poolFree(pool, record.trueObj);
+  poolFree(pool, record.trueRhs);
+  poolFree(pool, record.trueLower);
+  poolFree(pool, record.trueUpper);
   poolFree(pool, record.savedLowerDual);
   poolFree(pool, record.savedUpperDual);
   poolFree(pool, record.fixedValue);

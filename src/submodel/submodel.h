@@ -55,10 +55,14 @@ struct SubModel {
   int32_t prevBigIneqnSlack;
   int32_t prevBigDual;
   int32_t prevBigBoundDual;
-  int32_t* idxBigVar;      // numCol: big variables
-  int32_t* idxBigDual;     // numRow: rows with big dual
-  double* shiftPrimal;     // shift of each listed variable
-  double* shiftDual;       // shift of each listed dual
+  int32_t* idxBigVar;   // numCol: big variables
+  int32_t* idxBigDual;  // numRow: rows with big dual
+  double* shiftPrimal;  // shift of each listed variable
+  double* shiftDual;    // shift of each listed dual
+  double* trueObj;      // the engine's data as they were ahead of in vivo changes; null without any
+  double* trueRhs;
+  double* trueLower;
+  double* trueUpper;
   double* savedLowerDual;  // dual values of removed bounds
   double* savedUpperDual;
   double* fixedValue;    // of each column fixed in vitro: the slack of the bound that it is fixed at

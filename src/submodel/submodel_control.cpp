@@ -14,6 +14,7 @@
 #include "submodel/dual_shift.h"
 #include "submodel/reduced_cost.h"
 #include "submodel/submodel_trace.h"
+#include "submodel/true_data.h"
 #include "submodel/variable_shift.h"
 
 namespace qz {
@@ -319,8 +320,8 @@ int32_t actInvivo(Ipm* ipm, Hub* hub, SubModel* submodel, const BigActions& acti
   if (allows(actions.boundSlack) && subCountRemoveBound(ipm, submodel) >= ipm->numCompl)
     return actInvitro(ipm, hub, submodel, actions);
   takeInvivoRoute(ipm, hub);
-  int32_t status = QZ_STATUS_OK;
-  if (allows(actions.variable)) status = shiftVariables(ipm, submodel);
+  int32_t status = keepTrueData(ipm, submodel);
+  if (status == QZ_STATUS_OK && allows(actions.variable)) status = shiftVariables(ipm, submodel);
   if (status == QZ_STATUS_OK && allows(actions.boundSlack)) status = removeBounds(ipm, submodel);
   if (status == QZ_STATUS_OK && allows(actions.rowDual)) status = shiftDuals(ipm, submodel);
   if (status != QZ_STATUS_OK) return status;
@@ -351,6 +352,7 @@ int32_t undoInvivo(Ipm* ipm, const Hub* hub, SubModel* submodel) {
     subUnshiftDual(ipm, submodel, 1);
     submodel->bBigDual &= ~BIG_INVIVO;
   }
+  releaseTrueData(ipm, submodel);
   return QZ_STATUS_OK;
 }
 

@@ -24,13 +24,22 @@ struct Origin {
   const double* matValue;
 };
 
-// Moves the origin of column j to `shift`; the negative of a shift takes it back.
-void moveOrigin(const Origin& o, int32_t j, double shift) {
-  o.x[j] -= shift;
+// Bounds and sides where the origin of column j is `shift`; the negative of a shift takes it back.
+void moveData(const Origin& o, int32_t j, double shift) {
   if (o.lower[j] > -o.infinity) o.lower[j] -= shift;
   if (o.upper[j] < o.infinity) o.upper[j] -= shift;
   const int32_t begin = o.colBegin[j];
   for (int32_t e = begin; e < begin + o.colLength[j]; ++e) o.rhs[o.rowIndex[e]] -= o.matValue[e] * shift;
+}
+
+void moveOrigin(const Origin& o, int32_t j, double shift) {
+  o.x[j] -= shift;
+  moveData(o, j, shift);
+}
+
+Origin originOf(const Ipm* ipm) {
+  return {ipm->primal,   ipm->lower,     ipm->upper,    ipm->rhs,     ipm->infinityValue,
+          ipm->colBegin, ipm->colLength, ipm->rowIndex, ipm->matValue};
 }
 
 // A bound that is near becomes the origin, so that it is met exactly.
@@ -86,10 +95,15 @@ int32_t subShiftPrimalQP(Env* env, const SubModel* submodel, int32_t sign, int32
   return QZ_STATUS_OK;
 }
 
+void subShiftData(const Ipm* ipm, const SubModel* submodel) {
+  if (submodel == nullptr || submodel->shiftPrimal == nullptr) return;
+  const Origin origin = originOf(ipm);
+  for (int32_t k = 0; k < submodel->numBigVar; ++k) moveData(origin, submodel->idxBigVar[k], submodel->shiftPrimal[k]);
+}
+
 void subUnshiftPrimal(Ipm* ipm, SubModel* submodel) {
   if (submodel == nullptr || submodel->numBigVar <= 0 || submodel->shiftPrimal == nullptr) return;
-  const Origin origin{ipm->primal,   ipm->lower,     ipm->upper,    ipm->rhs,     ipm->infinityValue,
-                      ipm->colBegin, ipm->colLength, ipm->rowIndex, ipm->matValue};
+  const Origin origin = originOf(ipm);
   for (int32_t k = 0; k < submodel->numBigVar; ++k)
     moveOrigin(origin, submodel->idxBigVar[k], -submodel->shiftPrimal[k]);
   poolFree(ipm->env->pool, submodel->shiftPrimal);

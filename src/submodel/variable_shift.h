@@ -23,6 +23,10 @@ namespace qz {
                                        const int32_t* quadColBegin, const int32_t* quadColLength,
                                        const int32_t* quadRowIndex, const double* quadValue);
 
+// Moves the engine's bounds and sides once more by the shifts in force; the point stays. Without a shift nothing
+// happens.
+void subShiftData(const Ipm* ipm, const SubModel* submodel);
+
 // Undoes subShiftPrimal on the engine's point and data and frees the shifts; without a shift nothing happens.
 void subUnshiftPrimal(Ipm* ipm, SubModel* submodel);
 

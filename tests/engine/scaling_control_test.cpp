@@ -9,6 +9,11 @@
 #include "engine/augmented_system.h"
 #include "engine/engine_state.h"
 #include "shell/pool.h"
+#include "submodel/bound_removal.h"
+#include "submodel/dual_shift.h"
+#include "submodel/submodel_control.h"
+#include "submodel/true_data.h"
+#include "submodel/variable_shift.h"
 #include "transform/free_columns.h"
 #include "transform/model_fixture.h"
 #include "transform/presolve_disabled.h"
@@ -398,6 +403,51 @@ TEST_F(ScalingControl, RecordsOfTheRunningIterationFollow) {
         for (size_t k = 0; k < after.size(); ++k)
           EXPECT_NEAR(after[k], before[k], 1e-12 * (1 + std::abs(before[k]))) << seed;
       }
+}
+
+// However large the shifts, the data that leave scaled terms under them are the true ones to the last bit.
+TEST_F(ScalingControl, ShiftedDataLoseNothing) {
+  for (unsigned seed = 0; seed < 40; ++seed)
+    for (int32_t method : {IPM_METHOD_AUGMENTED, IPM_METHOD_NORMAL}) {
+      Scaled s(host, seed, method);
+      Ipm* ipm = s.ipm;
+      const auto data = [&] {
+        std::vector<double> all(ipm->rhs, ipm->rhs + 5);
+        for (const double* v : {ipm->obj, ipm->lower, ipm->upper}) all.insert(all.end(), v, v + ipm->numCol);
+        return all;
+      };
+      const std::vector<double> before = data();
+      s.apply(seed + 5);
+      SubModel* sub = nullptr;
+      ASSERT_EQ(NewSubModel(&s.env, ipm->model, &sub), 0);
+      ASSERT_EQ(NewSubModel2(&s.env, sub), 0);
+      sub->thresholdBig = 1000.0;
+      for (int32_t j : {0, 3}) {
+        ipm->primal[j] = 1e13 / 3.0;
+        sub->idxBigVar[sub->numBigVar++] = j;
+      }
+      sub->idxBoundSub[sub->numBigBoundSlack++] = 2;
+      sub->statusBoundSub[2] = ((ipm->lower[2] > -1e20 ? SUB_LOWER : 0) | (ipm->upper[2] < 1e20 ? SUB_UPPER : 0));
+      ipm->dual[1] = -1e13 / 7.0;
+      sub->idxBigDual[sub->numBigDual++] = 1;
+      sub->bBigVar = sub->bBigBoundSlack = sub->bBigDual = BIG_INVIVO;
+      ASSERT_EQ(keepTrueData(ipm, sub), 0);
+      ASSERT_EQ(subShiftPrimal(&s.env, sub, ipm->primal, ipm->lower, ipm->upper, ipm->rhs, 1e20, ipm->colBegin,
+                               ipm->colLength, ipm->rowIndex, ipm->matValue),
+                0);
+      ASSERT_EQ(subRemoveBoundInvivo(ipm, sub), 0);
+      ASSERT_EQ(subShiftDualInvivo(ipm, sub), 0);
+      s.hub.routeSubmodel = ROUTE_INVIVO;
+      ipm->stopState = STOP_NOW;
+      ASSERT_EQ(scalingControl(ipm, &s.hub, sub), 1003);
+      if ((sub->statusBoundSub[2] & SUB_LOWER) != 0) {
+        EXPECT_EQ(ipm->lower[2], -kRemovedBound);
+      }
+      EXPECT_NE(data(), before);
+      ASSERT_EQ(undoInvivo(ipm, &s.hub, sub), 0);
+      EXPECT_EQ(data(), before) << seed;
+      FreeSubModel(&s.env, &sub);
+    }
 }
 
 }  // namespace

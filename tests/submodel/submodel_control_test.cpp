@@ -303,6 +303,31 @@ TEST_F(SubModelControl, InVivoShiftsThenRemovesThenShiftsDuals) {
   EXPECT_EQ(submodel->lowerSub, nullptr);
 }
 
+// A shift of 1e13 leaves three digits of a cost of 0.1; the data must come back with all of theirs.
+TEST_F(SubModelControl, DataComeBackBitForBitHoweverLargeTheShifts) {
+  for (bool quadratic : {false, true}) {
+    makePoint(IPM_METHOD_AUGMENTED, quadratic);
+    for (int j = 0; j < 4; ++j) ipm->obj[j] += 0.1;
+    for (int i = 0; i < 3; ++i) ipm->rhs[i] += 0.1;
+    ipm->primal[0] = 3e13;
+    ipm->dual[0] = -7e13;
+    const auto data = [&] {
+      std::vector<double> all;
+      for (const double* v : {ipm->obj, ipm->lower, ipm->upper}) all.insert(all.end(), v, v + 4);
+      all.insert(all.end(), ipm->rhs, ipm->rhs + 3);
+      return all;
+    };
+    const std::vector<double> before = data();
+    set({kStill, kStill, kNone, kStill, kNone});
+    ASSERT_EQ(controlTwice(), 0);
+    EXPECT_EQ(flags(), (Ints{1, 1, 0, 1, 0}));
+    EXPECT_NE(data(), before);
+    ASSERT_EQ(undoInvivo(ipm, &hub, submodel), 0);
+    EXPECT_EQ(data(), before);
+    EXPECT_EQ(submodel->trueObj, nullptr);
+  }
+}
+
 TEST_F(SubModelControl, QuadraticShiftTakesTheGradientAlongAndBack) {
   makePoint(IPM_METHOD_AUGMENTED, true);
   set({kStill, kNone, kNone, kNone, kNone});
