@@ -148,7 +148,7 @@ struct Row {
 };
 
 bool isModelFile(const fs::path& path) {
-  static const std::regex name(R"(.*\.(mps|lp)(\.gz|\.bz2)?$)", std::regex::icase);
+  static const std::regex name(R"(.*\.(mps|qps|lp)(\.gz|\.bz2)?$)", std::regex::icase);
   return std::regex_match(path.filename().string(), name);
 }
 
