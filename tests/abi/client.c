@@ -464,8 +464,26 @@ static void addElement(Model* model, int32_t row, double value) {
   ++model->colLength[model->numCol - 1];
 }
 
+/* Bytes of the record that are nobody's: a solve leaves them as they are. */
+static const struct {
+  size_t begin, end;
+} reserved[] = {{8, 12}, {20, 24}, {128, 136}, {160, 192}, {208, 212}, {216, 220}, {228, 232}, {276, 280}, {296, 304}};
+enum { numReserved = sizeof reserved / sizeof reserved[0], reservedByte = 0xa5 };
+
+static int reservedKept(const void* record) {
+  const unsigned char* bytes = record;
+  for (int i = 0; i < numReserved; ++i) {
+    for (size_t at = reserved[i].begin; at < reserved[i].end; ++at) {
+      if (bytes[at] != reservedByte) return 0;
+    }
+  }
+  return 1;
+}
+
 static void* finish(Model* model, int32_t sense, double constant) {
   void* record = model->record;
+  for (int i = 0; i < numReserved; ++i)
+    memset((char*)record + reserved[i].begin, reservedByte, reserved[i].end - reserved[i].begin);
   putInt(record, 0, sense);
   putInt(record, 4, model->numRow);
   putInt(record, 12, model->numCol);
@@ -492,6 +510,8 @@ static int32_t solve(void* instance, void* record, void* options) {
   typedef int32_t (*Solve)(void*, void*, void*);
   const int32_t status = ((Solve)getFunction(instance, 32))(instance, record, options);
   CHECK(status == getInt(record, 212));
+  CHECK(reservedKept(record));
+  for (size_t offset = 112; offset <= 144; offset += 8) CHECK(getPointer(instance, offset) == NULL);
   return status;
 }
 
@@ -654,6 +674,91 @@ static void testCrossover(void* instance) {
   free(model);
 }
 
+static int32_t breakAtPoll(void* left) {
+  return --*(int*)left < 0 ? 1 : 0;
+}
+
+static int inputKept(const Model* now, const Model* before) {
+  return memcmp(now->colBegin, before->colBegin, sizeof now->colBegin) == 0 &&
+         memcmp(now->colLength, before->colLength, sizeof now->colLength) == 0 &&
+         memcmp(now->rowIndex, before->rowIndex, sizeof now->rowIndex) == 0 &&
+         memcmp(now->matValue, before->matValue, sizeof now->matValue) == 0 &&
+         memcmp(now->obj, before->obj, sizeof now->obj) == 0 &&
+         memcmp(now->lower, before->lower, sizeof now->lower) == 0 &&
+         memcmp(now->upper, before->upper, sizeof now->upper) == 0 &&
+         memcmp(now->rhs, before->rhs, sizeof now->rhs) == 0 &&
+         memcmp(now->range, before->range, sizeof now->range) == 0 &&
+         memcmp(now->rowSense, before->rowSense, sizeof now->rowSense) == 0;
+}
+
+/* Four supplies between 5 and 30 each, five demands, at most 8 on each way; a free column sums up what the first supply
+ * sends, a fixed one helps the first demand. Every stage between the caller and the engine has something to do. */
+static void fillTransport(Model* model) {
+  enum { numSupply = 4, numDemand = 5, sumRow = numSupply + numDemand };
+  for (int32_t i = 0; i < numSupply; ++i) addRow(model, 'R', 30, 25);
+  for (int32_t j = 0; j < numDemand; ++j) addRow(model, 'G', 10 + j, 0);
+  addRow(model, 'E', 0, 0);
+  for (int32_t i = 0; i < numSupply; ++i) {
+    for (int32_t j = 0; j < numDemand; ++j) {
+      addColumn(model, -(20 + (i * 7 + j * 5) % 11), 0, 8);
+      addElement(model, i, 1);
+      addElement(model, numSupply + j, 1);
+      if (i == 0) addElement(model, sumRow, 40);
+    }
+  }
+  addColumn(model, -0.5, -kInf, kInf);
+  addElement(model, sumRow, -40);
+  addColumn(model, -1, 2, 2);
+  addElement(model, numSupply, 1);
+}
+
+/* Whatever cuts a solve off at any place, a break or a request that gets nothing, under every way through the stages:
+ * the caller's model stays as it is, bit for bit, and the same record solves behind it. */
+static void testCutOff(void* instance) {
+  typedef void* (*Create)(void*);
+  void* options = ((Create)getFunction(instance, 48))(instance);
+  Model* model = object(sizeof(Model));
+  Model* before = object(sizeof(Model));
+  fillTransport(model);
+  void* record = finish(model, -1, 7);
+  *before = *model;
+  CHECK(solve(instance, record, options) == 1);
+  const double optimum = getReal(record, 120);
+  for (int way = 0; way < 8; ++way) {
+    putInt(options, 4, (way & 1) != 0 ? 0 : -1);   /* presolve */
+    putInt(options, 56, (way & 2) != 0 ? 1 : 100); /* method */
+    putInt(options, 192, (way & 4) != 0 ? 1 : 0);  /* row scaling */
+    int32_t status = 12, breaks = 0, shortages = 0;
+    for (int polls = 0; status == 12; ++polls) {
+      int left = polls;
+      putFunction(record, 304, (Function)breakAtPoll);
+      putPointer(record, 312, &left);
+      status = solve(instance, record, options);
+      CHECK(status == 12 || status == 1);
+      CHECK(inputKept(model, before));
+      if (status == 12) ++breaks;
+    }
+    CHECK(breaks >= 5);
+    putPointer(record, 304, NULL);
+    putPointer(record, 312, NULL);
+    status = -1086;
+    for (int64_t k = 1; status == -1086; k += 3) {
+      failRequest = requestCount + k;
+      status = solve(instance, record, options);
+      failRequest = 0;
+      CHECK(status == -1086 || status == 1);
+      CHECK(inputKept(model, before));
+      if (status == -1086) ++shortages;
+    }
+    CHECK(shortages >= 5);
+    CHECK(solve(instance, record, options) == 1);
+    CHECK(near(getReal(record, 120), optimum));
+    CHECK(inputKept(model, before));
+  }
+  free(before);
+  free(model);
+}
+
 /* ---- The course ---- */
 
 static void checkModule(void* library, void* module) {
@@ -758,6 +863,7 @@ static void run(void* library) {
     testCrossover(instance);
     testMaximisation(instance, NULL); /* behind failures the instance is as good as new */
   }
+  testCutOff(instance);
   destroyInstance(instance);
   checkNothingLeft();
   ((Destroy)getFunction(module, 48))(module);

@@ -338,6 +338,36 @@ TEST_F(VerifyModel, NearOptimalPointHasTenTimesTheTolerance) {
   expectSound(log, 3, verify);
 }
 
+// Rounding grows with the data: an error of 1e-3 beside numbers of 1e8 is none.
+TEST_F(VerifyModel, LargeDataAreJudgedOnTheirScale) {
+  const double large = 1e8;
+  for (auto* values :
+       {&m.a.rhs, &m.a.range, &m.a.lower, &m.a.upper, &m.a.solPrimal, &m.a.obj, &m.a.solDual, &upperDual})
+    for (double& value : *values)
+      if (std::fabs(value) < kInf) value *= large;
+  const auto primal = [&](int32_t l) { return VerifyModelPrimal(&env, l, &m.model, &option, &solution); };
+  const auto bound = [&](int32_t l) { return VerifyModelBound(&env, l, &m.model, &option, &solution); };
+  const auto dual = [&](int32_t l) { return VerifyModelDual(&env, l, &m.model, &option, &solution); };
+  const auto gap = [&](int32_t l) { return VerifyModelGap(&env, l, &m.model, &option, &solution); };
+  m.a.solPrimal[1] += 1e-3;  // beyond its bound, and beyond two rows
+  upperDual[1] += 1e-3;
+  for (const double excess : {0.0, 1e-4 * large}) {
+    m.a.solPrimal[1] += excess;
+    upperDual[1] += excess;
+    if (excess == 0.0) {
+      expectSound(log, 3, primal);
+      expectSound(log, 3, bound);
+      expectSound(log, 3, dual);
+      expectSound(log, 3, gap);
+    } else {
+      expectBreach(log, 3, primal, "VerifyModelPrimal: rows of the solution");
+      expectBreach(log, 3, bound, "VerifyModelBound: bounds of the solution");
+      expectBreach(log, 3, dual, "VerifyModelDual: columns of the solution");
+      expectBreach(log, 3, gap, "VerifyModelGap: dual objective");
+    }
+  }
+}
+
 class VerifyAnswer : public VerifyModel {
  protected:
   VerifyAnswer() {

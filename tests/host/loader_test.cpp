@@ -1,6 +1,7 @@
 // The module loader: built-in modules, shared objects along a path, counting and unloading, what it refuses.
 #include "host/loader.h"
 
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -155,6 +156,16 @@ TEST_F(Loader, TheTimerWorksAsASharedObjectAlongThePath) {
     expectTimerWorks(module);
     module->unload(module);
   }
+}
+
+// Modules export the same names; those of one must never be bound in another.
+TEST_F(Loader, NamesOfASharedObjectStayItsOwn) {
+  qzhost::useBuiltins(false);
+  QzModule* module = load(L"qztimer");
+  ASSERT_NE(module, nullptr);
+  for (const char* name : {"qztimer", "qzextent", "qzextver", "qzvercn1", "Exported_QZHandle"})
+    EXPECT_EQ(dlsym(RTLD_DEFAULT, name), nullptr) << name;
+  module->unload(module);
 }
 
 TEST_F(Loader, AMissingModuleGivesNullAndAReason) {

@@ -129,6 +129,7 @@ TEST_F(Presolver, PlainModelIsCopiedPackedAndWithRoomBehindIt) {
   EXPECT_EQ(reduced->colBegin[0], 0);
   EXPECT_EQ(reduced->colBegin[3], 9);
   EXPECT_NE(reduced->matValue, caller.value.data());
+  for (int32_t i = 0; i < 4; ++i) EXPECT_EQ(reduced->rowActivity[i], 0.0) << "the input check asks for it";
   // One range slack and one partner of the free column fit behind every array.
   reduced->obj[4] = reduced->lower[4] = reduced->upper[4] = reduced->solPrimal[4] = reduced->reducedCost[4] = 1.0;
   reduced->colBegin[5] = reduced->colLength[4] = 1;
@@ -515,6 +516,20 @@ TEST_F(Presolver, FailedAllocationsOfPrepareAndOfTheObjectsAreReported) {
   EXPECT_EQ(qzpresol_builtin.make(nullptr, nullptr), nullptr);
   host.failAllocation(0);
   EXPECT_EQ(host.outstanding(), before);
+}
+
+// The solver may leave what it wrote into the object behind; the destruction of the object looks at neither.
+TEST_F(Presolver, DestructionLeavesHandleAndResultAlone) {
+  auto* other = static_cast<QzPresolveObject*>(module->create_instance());
+  ASSERT_NE(other, nullptr);
+  Caller caller("E", {1}, {1}, {0}, {kInf}, {{1}});
+  ASSERT_EQ(reduce(caller), 0);
+  other->handle = handle;
+  other->result = result;
+  other->destroy(other);
+  EXPECT_NE(handle->settings, nullptr);
+  EXPECT_EQ(object->postsolve(result), 0);
+  done();
 }
 
 TEST_F(Presolver, ModuleTellsItsVersionsAndTag) {

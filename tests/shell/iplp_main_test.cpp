@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "diagnostics/check.h"
 #include "shell/lp_options.h"
 #include "shell/solver_world.h"
 #include "shell/timer.h"
@@ -60,6 +61,8 @@ class Solve : public qztest::SolverWorld {
     const int32_t status = instance->iplpMain(instance, &lp.record, options);
     EXPECT_EQ(lp.record.status, status);
     EXPECT_EQ(instance->presolveHandle, nullptr);
+    EXPECT_EQ(presolver.object.handle, nullptr);
+    EXPECT_EQ(presolver.object.result, nullptr);
     return status;
   }
   LpOptions* options;
@@ -309,6 +312,20 @@ TEST_F(Solve, ClockFollowsTheTimeType) {
   options->timeType = 5;
   solve(data);
   EXPECT_DOUBLE_EQ(data.record.totalTime, 9.0);
+}
+
+// What the input check turns down ends with the status 0, which is none, and the report of an unknown one.
+TEST_F(Solve, RefusedInputIsReportedAsAnUnknownStatus) {
+  if (!kVerificationBuilt) GTEST_SKIP() << "this build has no input check";
+  options->debugLevel = 1;
+  presolver.onReduce = [this] { presolver.reduced()->matValue[0] = 0.0; };
+  EXPECT_EQ(solve(data), 0);
+  EXPECT_EQ(data.record.returnCode, 0);
+  EXPECT_EQ(std::count(events.begin(), events.end(), "engine"), 0);
+  EXPECT_EQ(std::count(events.begin(), events.end(), "postsolve"), 1);
+  EXPECT_NE(log.find(kBase + 0x012), nullptr);
+  options->debugLevel = 0;
+  EXPECT_EQ(solve(data), 1) << "nobody looks at level 0";
 }
 
 TEST_F(Solve, OutOfMemoryInTheEngineSkipsThePostsolve) {

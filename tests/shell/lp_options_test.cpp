@@ -166,6 +166,7 @@ TEST_F(Options, FirstRejectionEndsTheValidation) {
   options.initOption = 5;
   options.countCheck = 5;
   options.modeCheck = 5;
+  options.printLevel = 0;  // no print level silences a refusal
   EXPECT_EQ(validate(), 10);
   EXPECT_EQ(log.codes(), (std::vector<uint32_t>{0x827fd80f, 0x827fd811}));
   options.tolOptimality = 1.0;

@@ -283,6 +283,30 @@ TEST_F(Pipeline, QuadraticModelTakesTheAugmentedSystemAndReportsItself) {
   EXPECT_TRUE(log.sent.empty());
 }
 
+// The status of a model that presolve reduced and the convexity test then refused belongs to the caller's model.
+TEST_F(Pipeline, RefusalOfAReducedModelReachesTheCallersModel) {
+  for (const double diagonal : {2.0, -2.0}) {
+    TestModel m("LL", {4, 7}, {}, {{-1, 0, 3, {{0, 1}, {1, 1}}}, {-1, 0, 3, {{0, 1}, {1, 2}}}, {5, 2, 2, {{0, 1}}}});
+    m.makeQuadratic({diagonal, diagonal, 1}, {{1, 0, 0.5}});
+    const qztest::ModelArrays before = m.a;
+    qztest::events.clear();
+    log.sent.clear();
+    qztest::fakeEngine = [&](const EngineCall& call) {
+      EXPECT_NE(call.model, &m.model);
+      EXPECT_EQ(call.model->numCol, 2) << "the fixed column is gone";
+      return call.model->status = 7, 0;
+    };
+    EXPECT_EQ(solve(m), diagonal > 0.0 ? 7 : 1000);
+    EXPECT_EQ(qztest::events.size(), diagonal > 0.0 ? 1u : 0u);
+    EXPECT_EQ(log.find(0x827fd008) != nullptr, diagonal > 0.0) << "the iteration limit is told";
+    EXPECT_EQ(m.model.numCol, 3);
+    EXPECT_EQ(m.a.matValue, before.matValue);
+    EXPECT_EQ(m.a.rhs, before.rhs);
+    EXPECT_EQ(m.a.obj, before.obj);
+    EXPECT_EQ(m.a.quadDiag, before.quadDiag);
+  }
+}
+
 // 6 <= x + y with x <= 4, y <= 5 only tightens bounds; the second model loses its singleton row.
 TestModel boundModel() {
   return TestModel("GR", {6, 3}, {0, 2},
