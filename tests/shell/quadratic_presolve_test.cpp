@@ -243,18 +243,45 @@ TEST_F(QuadraticPresolve, FreeSystemThatIsNotConvexIsRefused) {
 }
 
 TEST_F(QuadraticPresolve, FreeSystemTellsItsSideThatHasNoSolution) {
-  const std::vector<qztest::ColumnSpec> twice = {{1, -kInf, kInf, {{0, 1}, {1, 1}}},
+  for (bool reducible : {false, true}) {
+    for (auto [rhs, diagonal, status] :
+         {std::tuple{4.0, 1.0, 1}, std::tuple{5.0, 1.0, 3}, std::tuple{4.0, 0.0, 4}, std::tuple{5.0, 0.0, 14}}) {
+      SCOPED_TRACE(std::to_string(reducible) + " " + std::to_string(status));
+      std::vector<qztest::ColumnSpec> columns = {{1, -kInf, kInf, {{0, 1}, {1, 1}}},
                                                  {2, -kInf, kInf, {{0, 1}, {1, 1}}}};
-  for (auto [rhs, diagonal, status] :
-       {std::tuple{4.0, 1.0, 1}, std::tuple{5.0, 1.0, 3}, std::tuple{4.0, 0.0, 4}, std::tuple{5.0, 0.0, 14}}) {
-    SCOPED_TRACE(status);
-    TestModel m("EE", {4, rhs}, {}, twice);
-    m.makeQuadratic({diagonal, diagonal}, {{1, 0, 0.0}});
-    EXPECT_EQ(solve(m), status);
-    if (status == 1) {
-      EXPECT_LT(conditionError(m), 1e-8);
+      std::vector<double> curvature = {diagonal, diagonal};
+      if (reducible) columns.push_back({1, 3, 3, {{0, 2}}}), curvature.push_back(0.0);
+      TestModel m("EE", {reducible ? 10.0 : 4.0, rhs}, {}, columns);
+      m.makeQuadratic(curvature, {{1, 0, 0.0}});
+      EXPECT_EQ(solve(m), status);
+      EXPECT_EQ(m.model.numIter, 0);
+      if (status == 1) {
+        EXPECT_LT(conditionError(m), 1e-8);
+      }
     }
   }
+}
+
+// 5 <= x by a row of its own, beside the box [0, 10]: the row goes, its bound must not.
+TEST_F(QuadraticPresolve, BoundOfARemovedRowHoldsInABox) {
+  TestModel m("GL", {5, 30}, {}, {{0, 0, 10, {{0, 1}, {1, 1}}}, {0, 0, 10, {{1, 2}}}});
+  m.makeQuadratic({1, 1}, {});
+  EXPECT_EQ(solve(m), 1);
+  EXPECT_NEAR(m.a.solPrimal[0], 5.0, 1e-5);
+  EXPECT_NEAR(m.a.solDual[0], 5.0, 1e-4);
+  EXPECT_LT(conditionError(m), 1e-4);
+}
+
+// All columns are free but for x >= 8, which a removed row asks for: no system of equations.
+TEST_F(QuadraticPresolve, BoundOfARemovedRowHoldsBesideFreeColumns) {
+  TestModel m("EG", {10, 8}, {},
+              {{0, -kInf, kInf, {{0, 1}, {1, 1}}}, {0, -kInf, kInf, {{0, 1}}}, {0, -kInf, kInf, {{0, 1}}}});
+  m.makeQuadratic({1, 1, 1}, {});
+  EXPECT_EQ(solve(m), 1);
+  EXPECT_NEAR(m.a.solPrimal[0], 8.0, 1e-5);
+  EXPECT_NEAR(m.a.solPrimal[1], 1.0, 1e-5);
+  EXPECT_NEAR(m.a.solPrimal[2], 1.0, 1e-5);
+  EXPECT_LT(conditionError(m), 1e-4);
 }
 
 TEST_F(QuadraticPresolve, FreeSystemWithTriangleMatchesItsConditions) {

@@ -330,6 +330,14 @@ TEST_F(Presolve, ProcessedCountSeparatesFreeFromRelaxable) {
   EXPECT_EQ(hub.numRelaxFree, 1);
 }
 
+TEST_F(Presolve, FreeElementsAreThoseThatAreLeft) {
+  TestModel m("LN", {10, 0}, {}, {{1, -kInf, kInf, {{0, 1}, {1, 5}}}, {1, -kInf, kInf, {{0, -1}, {1, 4}}}});
+  ASSERT_EQ(run(m), 0);
+  EXPECT_EQ(p->preControl, PRECONTROL_REDUCED);
+  EXPECT_EQ(hub.numFreeVar, 2);
+  EXPECT_EQ(hub.numFreeElement, 2) << "those of the free row are gone";
+}
+
 TEST_F(Presolve, OnlyColumnsFreeAsTheyStandMakeASystem) {
   TestModel m("EG", {10, 8}, {}, {{0, -kInf, kInf, {{0, 1}, {1, 1}}}, {0, -kInf, kInf, {{0, 1}}}});
   begin(m);

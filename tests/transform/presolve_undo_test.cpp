@@ -243,9 +243,10 @@ class Expansion : public ::testing::Test {
     p.colMap = maps.data();
     p.lower = lower.data();
     p.upper = upper.data();
-    p.obj = m.a.obj.data();
+    p.obj = workingCost.empty() ? m.a.obj.data() : workingCost.data();
     outputSolution(&p, nullptr, &solution, nullptr, keepPrimal, 1e20);
   }
+  std::vector<double> workingCost;  // of presolve; empty for the costs of the model
   std::vector<double> start, primal, lowerSlack, upperSlack, lowerDual, upperDual, rows, slacks;
   Solution solution{};
 };
@@ -297,6 +298,16 @@ TEST_F(Expansion, CurvedColumnsTakeTheirBestValue) {
   EXPECT_EQ(lowerDual[6], 2.0) << "too flat: as a linear column";
   EXPECT_EQ(lowerSlack[0], 3.0);
   EXPECT_EQ(upperSlack[0], 6.0);
+}
+
+// Fixed neighbours have moved their products into the working costs.
+TEST_F(Expansion, CostsAreThoseOfPresolve) {
+  TestModel m("E", {0}, {}, {{2, 0, 9, {}}, {-6, 0, 9, {}}});
+  m.makeQuadratic({0, 2}, {});
+  workingCost = {-3, -10};
+  expand(m, std::vector<int32_t>(2, COLMAP_EMPTY), {0, 0}, {9, 9});
+  EXPECT_EQ(primal, (std::vector<double>{9, 5}));
+  EXPECT_EQ(upperDual[0], -3.0);
 }
 
 TEST_F(Expansion, KeptDirectionIsExpandedInPlace) {

@@ -223,6 +223,34 @@ TEST_F(Scaling, AlternateBoundsFollowTheFinalColumnFactors) {
   releaseFactors(&env, &h);
 }
 
+TEST_F(Scaling, AlternateBoundsFollowTheLiftsToo) {
+  TestModel m("E", {5}, {0}, {{4e-6, 0, kInf, {{0, 5}}}, {4e-6, 0, 1.2e-5, {{0, 5}}}, {5, 0, 9, {{0, 5}}}});
+  std::vector<double> lower = {-5, -kInf, 1}, upper = {10, 2.4e-5, kInf};
+  Hub h{};
+  h.altLower = lower.data();
+  h.altUpper = upper.data();
+  ASSERT_EQ(ipmScale(&env, &m.model, &option, &h, nullptr), 0);
+  ASSERT_DOUBLE_EQ(h.colScale[0], 2.5);
+  EXPECT_DOUBLE_EQ(lower[0], -2.0);
+  EXPECT_DOUBLE_EQ(upper[0], 4.0);
+  EXPECT_EQ(lower[1], -kInf);
+  EXPECT_DOUBLE_EQ(upper[1], 2e-5);
+  EXPECT_EQ(lower[2], 1.0);
+  EXPECT_EQ(upper[2], kInf);
+  releaseFactors(&env, &h);
+}
+
+TEST_F(Scaling, FactorsMadeForALiftKeepTheObjectives) {
+  planted.row = {1, 1, 0.25};
+  TestModel m("EE", {4e-6, 5}, {0, 0}, {{5, 0, kInf, {{0, 5}, {1, 5}}}, {5, 0, kInf, {{0, 5}}}});
+  ASSERT_EQ(scale(m), 0);
+  EXPECT_EQ(hub.scaleState, 2);
+  EXPECT_EQ(hub.objScale, 0.25);
+  EXPECT_EQ(hub.rowScale[2], 0.25);
+  EXPECT_DOUBLE_EQ(hub.rowScale[0], 2.5);
+  EXPECT_EQ(m.a.obj[0], 1.25);
+}
+
 TEST_F(Scaling, SmallRightHandSidesAreLiftedOrTakenOut) {
   // T = 1e-5. The values around it reach no further: 4e-6 is lifted, 3e-9 is noise below the gap.
   TestModel m("ERGE", {4e-6, -3e-9, 5, -4e-6}, {0, 2, 0, 0},
@@ -266,7 +294,11 @@ TEST_F(Scaling, NoiseAloneNeedsNoFactors) {
 
 TEST_F(Scaling, TinyBoxGetsItsFactorWhateverItsCost) {
   TestModel m("E", {5}, {0},
-              {{5, 0, 1e-7, {{0, 5}}}, {3e-9, 0, 1e-7, {{0, 5}}}, {5, 2, 2, {{0, 5}}}, {5, 0, 9, {{0, 5}}}});
+              {{5, 0, 1e-7, {{0, 5}}},
+               {3e-9, 0, 1e-7, {{0, 5}}},
+               {5, 2, 2, {{0, 5}}},
+               {5, 0, 9, {{0, 5}}},
+               {5, 2, 2 - 1e-9, {{0, 5}}}});
   ASSERT_EQ(scale(m), 0);
   for (size_t j = 0; j < 2; ++j) {
     EXPECT_DOUBLE_EQ(m.a.upper[j], 1e-5) << "the box is as wide as the limit";
@@ -278,6 +310,7 @@ TEST_F(Scaling, TinyBoxGetsItsFactorWhateverItsCost) {
   EXPECT_EQ(hub.colScale[2], 1.0) << "a fixed column has no width to measure by";
   EXPECT_EQ(m.a.upper[2], 2.0);
   EXPECT_EQ(hub.colScale[3], 1.0);
+  EXPECT_EQ(hub.colScale[4], 1.0) << "bounds that cross by a rounding have none either";
   EXPECT_EQ(option.unscaleCheck, 0);
 }
 
