@@ -24,10 +24,21 @@ uint8_t droppedBounds(uint8_t marks, double lower, double upper) {
   return high >= low ? RELAX_UPPER : RELAX_LOWER;
 }
 
-// What the activities of the rows are bounded by: the finite shares of the columns, and how many have no bound.
+// What the activities of the rows are bounded by: the finite shares of the columns, and how many have no bound. Shares
+// come and go, and a far bound must not take the digits of the others along: what an addition rounds off is kept
+// (Knuth's two-sum).
 struct Activity {
   double sum;
+  double rounded;
   int32_t numInfinite;
+
+  void add(double share) {
+    const double next = sum + share;
+    const double part = next - sum;
+    rounded += (sum - (next - part)) + (share - part);
+    sum = next;
+  }
+  [[nodiscard]] double value() const { return sum + rounded; }
 };
 
 // What the rows imply about single bounds while the marked ones are away. Marks are set one by one, each only when the
@@ -78,7 +89,7 @@ class Implication {
       if (std::fabs(bound) >= infinity_)
         activity.numInfinite += times;
       else
-        activity.sum += times * a * bound;
+        activity.add(times * a * bound);
     }
   }
 
@@ -99,8 +110,8 @@ class Implication {
     if (gone || std::fabs(own) >= infinity_)
       --rest.numInfinite;
     else
-      rest.sum -= a * own;
-    return rest.numInfinite > 0 ? none : (side - rest.sum) / a;
+      rest.add(-a * own);
+    return rest.numInfinite > 0 ? none : (side - rest.value()) / a;
   }
 
   const Model* model_;

@@ -1,6 +1,8 @@
 #include "transform/bound_tightening.h"
 
+#include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "shell/log.h"
 #include "transform/bound_maps.h"
@@ -15,6 +17,7 @@ namespace {
 // One extreme of a row's activity: the finite sum and the infinite terms apart.
 struct Extreme {
   double sum = 0.0;
+  double magnitude = 0.0;
   int32_t numInfinite = 0;
   int32_t position = -1;
 
@@ -24,6 +27,7 @@ struct Extreme {
       position = k;
     } else {
       sum += a * bound;
+      magnitude += std::fabs(a * bound);
     }
   }
 };
@@ -164,20 +168,31 @@ int32_t offerBound(Env* env, const IpmOption* options, Presolver* p, int32_t row
   return QZ_STATUS_OK;
 }
 
+// Whether the bound c, found with coefficient a, is exact to the tolerance in spite of the rounding of the activity: a
+// far bound of the column itself goes in and out of the sum, and may take all digits of the others along.
+bool isExact(const IpmOption* options, const TightenRequest& request, double a, double c) {
+  const double terms = request.magnitude + std::fabs(request.rhs);
+  const double rounding = std::numeric_limits<double>::epsilon() * terms / std::fabs(a);
+  return rounding <= options->tolPrimal * std::max(1.0, std::fabs(c));
+}
+
 // The rule of both sides: `less` propagates a'x <= rhs from the least activity, else a'x >= rhs from the most.
 int32_t propagateSide(Env* env, const IpmOption* options, Presolver* p, const TightenRequest& request, bool less) {
   if (request.numInfinite > 1 || std::fabs(request.rhs) >= options->infinityValue) return QZ_STATUS_OK;
   const double gap = request.rhs - request.activity;
   if (request.numInfinite == 1) {
     const double a = p->rowValue[request.infinitePosition];
-    return offerBound(env, options, p, request.row, request.infinitePosition, (a >= 0.0) == less, gap / a);
+    const double c = gap / a;
+    if (!isExact(options, request, a, c)) return QZ_STATUS_OK;
+    return offerBound(env, options, p, request.row, request.infinitePosition, (a >= 0.0) == less, c);
   }
   for (int32_t k = p->rowBegin[request.row], end = k + p->rowLength[request.row]; k < end; ++k) {
     const double a = p->rowValue[k];
     const int32_t j = p->colIndex[k];
     const bool upperSide = (a >= 0.0) == less;
-    const int32_t status =
-        offerBound(env, options, p, request.row, k, upperSide, gap / a + (upperSide ? p->lower[j] : p->upper[j]));
+    const double c = gap / a + (upperSide ? p->lower[j] : p->upper[j]);
+    if (!isExact(options, request, a, c)) continue;
+    const int32_t status = offerBound(env, options, p, request.row, k, upperSide, c);
     if (status != QZ_STATUS_OK) return status;
   }
   return QZ_STATUS_OK;
@@ -201,13 +216,15 @@ int32_t propagate(Env* env, const IpmOption* options, Presolver* p, int32_t row,
   const char sense = p->rowSense[row];
   const double b = p->rhs[row];
   const double low = sense == 'R' ? s.w : b;
+  const Extreme& least = range.least;
+  const Extreme& most = range.most;
   if (sense == 'L' || sense == 'E' || sense == 'R') {
     const int32_t status =
-        tightenBoundL(env, options, p, {row, range.least.sum, b, range.least.numInfinite, range.least.position});
+        tightenBoundL(env, options, p, {row, least.sum, least.magnitude, b, least.numInfinite, least.position});
     if (status != QZ_STATUS_OK) return status;
   }
   if (sense == 'G' || sense == 'E' || sense == 'R')
-    return tightenBoundG(env, options, p, {row, range.most.sum, low, range.most.numInfinite, range.most.position});
+    return tightenBoundG(env, options, p, {row, most.sum, most.magnitude, low, most.numInfinite, most.position});
   return QZ_STATUS_OK;
 }
 

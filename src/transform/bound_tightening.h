@@ -24,6 +24,7 @@ namespace qz {
 struct TightenRequest {
   int32_t row;
   double activity;           // the extreme activity of the row, without its infinite terms
+  double magnitude;          // the sum of the magnitudes of its terms
   double rhs;                // the side
   int32_t numInfinite;       // infinite terms left out of activity
   int32_t infinitePosition;  // element of the row copy with the last of them
@@ -31,7 +32,8 @@ struct TightenRequest {
 
 // Bounds on the columns of a row from a'x >= rhs (G, activity is the maximum) or a'x <= rhs (L, the minimum). With one
 // infinite term only its column gets a bound, with more none. A bound is taken when it beats the present one by more
-// than tolPrimal; the rows of the column are then opened again, and the change is noted (implied_bounds.h). 0 or -1086.
+// than tolPrimal and the rounding of the activity leaves it that exact; the rows of the column are then opened again,
+// and the change is noted (implied_bounds.h). 0 or -1086.
 [[nodiscard]] int32_t tightenBoundG(Env* env, const IpmOption* options, Presolver* presolver,
                                     const TightenRequest& request);
 [[nodiscard]] int32_t tightenBoundL(Env* env, const IpmOption* options, Presolver* presolver,

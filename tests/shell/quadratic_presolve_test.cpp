@@ -284,6 +284,18 @@ TEST_F(QuadraticPresolve, BoundOfARemovedRowHoldsBesideFreeColumns) {
   EXPECT_LT(conditionError(m), 1e-4);
 }
 
+// x + y <= 5 with y >= -3 gives x <= 8, whatever the far bound of x itself: 1e18 less 1e18 is no 8.
+TEST_F(QuadraticPresolve, FarBoundsDoNotDrownTheImpliedOnes) {
+  for (double far : {1e6, 1e12, 1e16, 1e18}) {
+    SCOPED_TRACE(far);
+    TestModel m("L", {5}, {}, {{-20, -far, far, {{0, 1}}}, {0, -3, 10, {{0, 1}}}});
+    m.makeQuadratic({1, 0}, {});
+    EXPECT_EQ(solve(m), 1);
+    EXPECT_NEAR(m.a.solPrimal[0], 8.0, 1e-4);
+    EXPECT_NEAR(m.a.solPrimal[1], -3.0, 1e-4);
+  }
+}
+
 TEST_F(QuadraticPresolve, FreeSystemWithTriangleMatchesItsConditions) {
   for (uint32_t seed = 1; seed <= 100; ++seed) {
     SCOPED_TRACE("seed " + std::to_string(seed));

@@ -192,6 +192,22 @@ TEST_F(BoundRelaxation, KeepsABoundOfAKeptRowAndOneBarelyTightened) {
   EXPECT_EQ(barely.m.model.relaxColBound, nullptr);
 }
 
+// x0 + x1 <= 5 with x1 >= -3 gives x0 <= 8, which the far lower bound of x0 must not drown in its rounding.
+TEST_F(BoundRelaxation, FarBoundsDoNotDrownTheImpliedOnes) {
+  for (auto [bound, marked] : {std::pair{6.0, false}, std::pair{9.0, true}}) {
+    const auto rows = [](double u) {
+      return TestModel("L", {5}, {0}, {{1, -1e18, u, {{0, 1}}}, {1, -3, kInf, {{0, 1}}}});
+    };
+    Tightened t(rows(kInf), rows(bound));
+    t.rowMap = {0, -4};
+    t.p.rowMap = t.rowMap.data();
+    t.ubMap[0] = 1;
+    ASSERT_EQ(getRelaxBoundStatus(&env, &t.m.model, &option, &hub, &t.p), 0);
+    EXPECT_EQ(t.m.model.relaxColBound != nullptr, marked) << bound;
+    poolFree(env.pool, t.m.model.relaxColBound);
+  }
+}
+
 TEST_F(BoundRelaxation, TwoBoundsThatImplyEachOtherDoNotBothGo) {
   // x0 = x1 is kept and both have the removed upper bound 6: one of them must stay.
   Tightened t(

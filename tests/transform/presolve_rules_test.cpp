@@ -567,6 +567,15 @@ TEST_F(Tighten, BoundsMustBeBeatenByMoreThanTheTolerance) {
   EXPECT_NEAR(p->upper[0], 4 - 1.5 * kTol, 1e-14);
 }
 
+TEST_F(Tighten, BoundsThatDrownInRoundingAreNotTaken) {
+  EXPECT_EQ(run('L', 5, 0, {-1e18, kInf}, {-1, 2}), 0);  // 2 x <= 5 + 3 y <= 11
+  EXPECT_TRUE(bounds(0).second >= 5.5) << bounds(0).second;
+  EXPECT_EQ(run('G', -5, 0, {-kInf, 1e18}, {-1, 2}), 0);  // 2 x >= -5 + 3 y >= -8
+  EXPECT_TRUE(bounds(0).first <= -4) << bounds(0).first;
+  EXPECT_EQ(run('L', 5, 0, {-1e6, kInf}, {-1, 2}), 0);
+  EXPECT_NEAR(bounds(0).second, 5.5, 1e-9);
+}
+
 TEST_F(Tighten, RangeLosesAnImpliedSide) {
   EXPECT_EQ(run('R', 12, 11), 0);  // 1 <= row, 11 is the maximum
   EXPECT_EQ(p->rowSense[0], 'G');
