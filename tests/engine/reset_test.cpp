@@ -6,6 +6,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <utility>
 
 #include "engine/augmented_system.h"
 #include "engine/engine_case.h"
@@ -503,7 +504,7 @@ class ResetInTheLoop : public Reset {
     model.b = Vector::Constant(1, b);
     model.lower = Vector::Zero(2);
     model.upper = Vector::Constant(2, kNone);
-    model.sense = "E";
+    model.sense.assign(1, 'E');
     return model;
   }
   // With a third column without reduced cost at the iterate's y, whose tiny pair tells nothing.
@@ -570,6 +571,39 @@ TEST_F(ResetInTheLoop, FailedResetOfAStalledRunIsCountedAndLeavesItsStatus) {
   EXPECT_EQ(result, 10);  // feasible, but the gap is not closed
   EXPECT_EQ(engine.ipm->numReset, 1);
   EXPECT_EQ(engine.ipm->numIter, 0);
+}
+
+// The factor vanishes at a poll, right behind the factorisation: the solve fails on a model that is still scaled.
+TEST_F(ResetInTheLoop, FailedSolveLeavesTheScaledTermsOnItsWayOut) {
+  struct Thief {
+    qz::Ipm* ipm;
+    int pollsLeft;
+    qz::NumericFactor* stolen;
+  };
+  EngineCase engine(host, smallModel(1.0));
+  ASSERT_TRUE(prepare(engine));
+  engine.ipm->lowerDual[0] = 1.0;  // not dual feasible
+  engine.hub.scaleState = 1;
+  engine.hub.objScale = 0.25;
+  engine.hub.typeMethod = engine.ipm->typeMethod;
+  engine.hub.numRowSaved = 1;
+  engine.hub.numColSaved = 2;
+  Thief thief{engine.ipm, 3, nullptr};  // behind the measure, the decision and the forming of the system
+  engine.ipm->callerDataStruct = &thief;
+  engine.ipm->checkSolverBreak = [](void* data) -> int32_t {
+    auto* t = static_cast<Thief*>(data);
+    if (t->pollsLeft-- == 0) t->stolen = std::exchange(t->ipm->ldlMemory, nullptr);
+    return 0;
+  };
+  EXPECT_EQ(qz::ipmMethod(engine.ipm, &engine.hub, nullptr), 4) << "what the measure said";
+  ASSERT_NE(thief.stolen, nullptr);
+  engine.ipm->ldlMemory = thief.stolen;
+  EXPECT_EQ(engine.ipm->numIter, 0);
+  EXPECT_EQ(engine.hub.scaleState, 0);
+  EXPECT_EQ(engine.hub.objScale, 1.0);
+  EXPECT_EQ(engine.ipm->obj[0], 4.0);
+  EXPECT_EQ(engine.ipm->obj[1], 8.0);
+  EXPECT_EQ(engine.ipm->lowerDual[0], 4.0);
 }
 
 TEST_F(ResetInTheLoop, ShortMemoryIsHandedOn) {
