@@ -363,8 +363,12 @@ TEST_F(ControlLoop, IterationsCountOnAndTheReductionReplacesTheEnginesModel) {
   make(handCase());
   iterate(2);
   const int32_t numIter = ipm->numIter;
+  control.innerHub->numFreeVar = control.innerHub->numRange = control.innerHub->numLcont = 100;  // of an earlier one
   wish({{1}, {}, {}, {}, {}, {}});
   ASSERT_EQ(reduceToSubmodel(control).stage, Stage::kRestart);
+  EXPECT_LE(control.innerHub->numFreeVar, 2);
+  EXPECT_EQ(control.innerHub->numRange, 0);
+  EXPECT_EQ(control.innerHub->numLcont, 0);
   EXPECT_EQ(ipm->initOption, kInitOptionSubmodel);
   EXPECT_EQ(test->option.initOption, kInitOptionSubmodel);
   EXPECT_NE(control.model, &test->model);
@@ -374,11 +378,14 @@ TEST_F(ControlLoop, IterationsCountOnAndTheReductionReplacesTheEnginesModel) {
   EXPECT_EQ(control.submodel->rowMapSub[1], -1);
   EXPECT_EQ(control.submodel->planBigIneqnSlack, 0);
   ipm->stopState = STOP_NOW;
-  ipm->maxPrimal = 1e30;
+  ipm->maxPrimal = ipm->maxDual = 1e30;
+  const Vector point = EngineCase::view(ipm->primal, 2);
   ASSERT_EQ(restartIteration(control).stage, Stage::kIterate);
+  EXPECT_EQ(EngineCase::view(ipm->primal, 2), point) << "the starting point belongs to the solve, not to a restart";
   EXPECT_EQ(ipm->numIter, numIter);
   EXPECT_EQ(ipm->stopState, STOP_ITERATE);
   EXPECT_EQ(ipm->maxPrimal, 0.0);
+  EXPECT_EQ(ipm->maxDual, 0.0);
   EXPECT_EQ(loop(goTo(Stage::kIterate)), 0);
   EXPECT_GE(ipm->numIter, numIter);
   expectOuterModelStands();

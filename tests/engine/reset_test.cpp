@@ -432,6 +432,27 @@ TEST_F(Reset, EverythingFixedAndDroppedLeavesNoSystem) {
   EXPECT_EQ(engine.ipm->dual[0], 0.0);
 }
 
+// The same with costs that leave the bound a dual of `dual`.
+int32_t resetToADualOf(TestHost& host, double tolerance, double dual) {
+  DenseModel model = oneColumn(true, true, 'G');
+  model.c[0] = -dual;
+  model.b[0] = -3.0;
+  EngineCase engine(host, model);
+  EXPECT_TRUE(engine.start());
+  engine.ipm->tolDual = tolerance;
+  engine.ipm->lowerSlack[0] = 2.0;
+  engine.ipm->upperDual[0] = 2.0;
+  engine.ipm->ineqnSlack[0] = 4.0;
+  engine.ipm->lowerDual[0] = engine.ipm->upperSlack[0] = engine.ipm->dual[0] = 1e-9;
+  return qz::ipmReset(engine.ipm);
+}
+
+TEST_F(Reset, DualSlightlyBelowZeroIsAcceptedAndOneAtTheToleranceIsNot) {
+  const double tolerance = std::ldexp(1.0, -20);
+  EXPECT_EQ(resetToADualOf(host, tolerance, -tolerance / 2.0), 0);
+  EXPECT_EQ(resetToADualOf(host, tolerance, -tolerance), 1003);
+}
+
 TEST_F(Reset, EveryFailedAllocationLeavesEverything) {
   std::mt19937 random(26);
   const Known known = construct(random, 5, 12, true, true);
