@@ -29,7 +29,7 @@ enum : int32_t {
   STOP_ITERATE = 0,
   STOP_NOW = 1,
   STOP_NOT_STARTED = 2,
-  STOP_RESET_GO_ON = 3,  // try a reset, go on when it fails
+  STOP_RESET_GO_ON = 3,  // the pairs have separated: leave the scaled terms and go on, or end when optimal
   STOP_RESET_STOP = 4    // try a reset, stop in any case
 };
 

@@ -21,8 +21,6 @@ namespace qz {
 
 namespace {
 
-constexpr int32_t kMaxReset = 5;
-
 // Where the loop goes next.
 enum class Step { kTop, kMeasure, kControl, kSubmodel, kReport, kReset, kDirection, kLeave };
 
@@ -114,19 +112,15 @@ Step takeBackAndLeave(Loop& loop, int32_t status) {
   return leaveWith(loop, status);
 }
 
-// What is left of a pass whose exact-point reset was no success: a feasible point whose gap or complementarity is
-// within tolerance is good enough now; otherwise the iteration goes on from the same point, unless it was to stop in
-// any case.
+// What is left of a pass whose exact-point reset was no success, in a run that stops in any case: a feasible point
+// whose gap or complementarity is within tolerance is good enough now.
 Step afterFailedReset(Loop& loop) {
   Ipm* ipm = loop.ipm;
   const bool feasible =
       ipm->primalInfeas <= ipm->tolPrimal && ipm->boundInfeas <= ipm->tolPrimal && ipm->dualInfeas <= ipm->tolDual;
   if (feasible && ipm->dualityGap <= ipm->tolOptimality) return takeBackAndLeave(loop, QZ_STATUS_OPTIMAL);
   if (feasible && ipm->complementarity <= ipm->tolComplement) return takeBackAndLeave(loop, QZ_STATUS_NEAR_OPTIMAL);
-  if (ipm->stopState == STOP_RESET_STOP || ipm->stopState == STOP_NOW || ipm->numReset >= kMaxReset)
-    return takeBackAndLeave(loop, ipm->status);
-  ipm->stopState = STOP_ITERATE;
-  return Step::kDirection;
+  return takeBackAndLeave(loop, ipm->status);
 }
 
 // A run that may go on is not cut short: where the face is decided but the gap is not closed, the next steps close it

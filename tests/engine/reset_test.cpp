@@ -543,7 +543,8 @@ class ResetInTheLoop : public Reset {
     ipm->lowerDual[0] = kAway;
     ipm->lowerDual[1] = 1.0 + kAway;
     ipm->dual[0] = 1.0 - kAway;
-    if (ipm->numCol == 3) ipm->primal[2] = ipm->lowerSlack[2] = ipm->lowerDual[2] = 1e-7;
+    ipm->minPositive = kAway;
+    if (ipm->numCol == 3) ipm->primal[2] = ipm->lowerSlack[2] = ipm->lowerDual[2] = ipm->minPositive = 1e-7;
   }
   // Two stalled iterations lie behind, so the coming one stops the run. With b = 0.01 the pairs have not separated so
   // far that the run may go on without a question.

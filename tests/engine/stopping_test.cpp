@@ -256,6 +256,19 @@ TEST_F(Stopping, FeasibleAndSeparatedAsksForAReset) {
   EXPECT_EQ(ipm.stopState, STOP_ITERATE);
 }
 
+// Further steps would divide by vanished slacks.
+TEST_F(Stopping, ExhaustedIterateThatHasSeparatedTriesALastReset) {
+  for (const bool slack : {false, true}) {
+    feasible();
+    ipm.complRatio = 0.001;
+    ipm.status = QZ_STATUS_NEAR_OPTIMAL;
+    ipm.mu = slack ? 1.0 : 0.9e-20;
+    ipm.minPositive = slack ? 0.9e-50 : 1.0;
+    decide();
+    EXPECT_EQ(ipm.stopState, STOP_RESET_STOP);
+  }
+}
+
 TEST_F(Stopping, PendingChangeKeepsTheResetOff) {
   feasible();
   ipm.complRatio = 0.0;
