@@ -159,6 +159,40 @@ TEST(Convergence, EveryFailedAllocationOfAStartIsReportedAndNothingLeaks) {
   }
 }
 
+// Rounding can leave a slack or dual at or below 0; the solve then answers with numbers or with its failure.
+TEST(Convergence, NonPositivePairsDoNoHarm) {
+  TestHost host;
+  for (const bool quadratic : {false, true}) {
+    for (const double bad : {0.0, -1e-16}) {
+      std::mt19937 random(7);
+      RandomShape shape;
+      shape.lowerShare = shape.upperShare = 1.0;
+      shape.quadratic = quadratic;
+      EngineCase engine(host, randomModel(random, shape));
+      ASSERT_TRUE(engine.start());
+      qz::Ipm* ipm = engine.ipm;
+      ASSERT_EQ(qz::ipmInitAugmat(ipm, 1), 0);
+      for (double* array : {ipm->lowerDual, ipm->upperDual, ipm->lowerSlack}) {
+        SCOPED_TRACE(std::to_string(bad) + (array == ipm->lowerSlack ? " slack" : " dual"));
+        engine.randomIterate(random);
+        array[0] = array[3] = bad;
+        qz::computeAugmentDiag(ipm);
+        const int32_t factored =
+            qz::ldlFactorize(ipm->env, ipm->numDim, ipm->ipmColBegin, ipm->ipmRowIndex, ipm->ipmMatValue, ipm->laEnv,
+                             ipm->ldlFactor, ipm->ldlMemory, nullptr, nullptr);
+        Vector v = Vector::Ones(ipm->numDim);
+        const int32_t solved =
+            qz::ldlSolve(ipm->env, 0, ipm->numDim, 0, ipm->ipmColBegin, ipm->ipmRowIndex, ipm->ipmMatValue, v.data(),
+                         ipm->laEnv, ipm->ldlFactor, ipm->ldlMemory, nullptr, nullptr);
+        if (array == ipm->lowerSlack && bad == 0.0) continue;  // a quotient by 0: no answer is expected
+        EXPECT_EQ(factored, 0);
+        EXPECT_EQ(solved, 0);
+        EXPECT_TRUE(v.allFinite());
+      }
+    }
+  }
+}
+
 TEST(Convergence, TransportProblemSolvedByHand) {
   // Two plants (supply 30, 20), two markets (demand 25, 25), costs 1 3 / 4 2: ship 25 and 5 from the first, 20 from the
   // second; cost 25 + 15 + 40 = 80.
