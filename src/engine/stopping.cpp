@@ -37,12 +37,10 @@ bool changePending(Hub* hub, const SubModel* submodel) {
   return pending;
 }
 
-// True when the iterate has run to the edge of what the arithmetic carries, where further steps would divide by
-// vanished slacks. The tests behind still run.
-bool noteExhausted(Ipm& ipm) {
-  const bool exhausted = ipm.mu < ipm.muLimit || ipm.minPositive < ipm.positiveLimit;
-  if (exhausted) ipm.stopState = STOP_NOW;
-  return exhausted;
+// The iterate has run to the edge of what the arithmetic carries; the tests behind still run.
+void noteExhausted(Ipm& ipm) {
+  if (ipm.mu < ipm.muLimit) ipm.stopState = STOP_NOW;
+  if (ipm.minPositive < ipm.positiveLimit) ipm.stopState = STOP_NOW;
 }
 
 // A diverging iterate is no near-optimal one: an unbounded x points to dual infeasibility, an unbounded y to primal.
@@ -148,10 +146,10 @@ void decideStop(Ipm* ipm, Hub* hub, const SubModel* submodel) {
     ipm->stopState = ipm->unscaleCheck == 0 || pending ? STOP_NOW : STOP_RESET_GO_ON;
     return;
   }
-  const bool exhausted = noteExhausted(*ipm);
+  noteExhausted(*ipm);
   noteDivergence(*ipm);
   if (withinTolerances(*ipm, 1.0) && ipm->complRatio <= kSeparated && !pending) {
-    ipm->stopState = exhausted ? STOP_RESET_STOP : STOP_RESET_GO_ON;
+    ipm->stopState = STOP_RESET_GO_ON;
     return;
   }
   countGoodSteps(*ipm);
