@@ -126,6 +126,20 @@ TEST(DenseVertices, UnsymmetricPatternsAreFoundOut) {
   EXPECT_EQ(host.outstanding(), before);
 }
 
+TEST(DenseVertices, PairsOfTensOfThousandsAreCounted) {
+  TestHost host;
+  // A cycle of dense vertices, beside pairs: 46400 * 46399 passes 2^31.
+  Edges edges;
+  constexpr int32_t numDense = 46400;
+  for (int32_t v = 0; v < numDense; ++v) edges.emplace_back(v, (v + 1) % numDense);
+  for (int32_t v = numDense; v < numDense + 200; v += 2) edges.emplace_back(v, v + 1);
+  const Graph graph = makeGraph(2 * numDense + 400, edges);
+  const Removal r(host, graph, 2.0);
+  ASSERT_EQ(r.status, qz::LA_OK);
+  EXPECT_EQ(r.kept.numVertices, numDense + 400);
+  EXPECT_EQ(r.kept.numEdges, 200);
+}
+
 TEST(DenseVertices, FailedAllocations) {
   TestHost host;
   const int64_t before = host.outstanding();

@@ -321,6 +321,22 @@ TEST_F(ParallelFactorTest, OneThreadStartsNone) {
   EXPECT_EQ(qztest::ParallelHost::startedThreads, 0);
 }
 
+TEST_F(ParallelFactorTest, SolvesRunOnTheCallersThread) {
+  for (const Case& c : engines(4, 8)) {
+    const SystemMatrix a = makeSystem(Pattern::GRID_2D, 150, c.ldl, false, 2);
+    ParallelFactor f(host, a, c);
+    ASSERT_EQ(f.analyze(), qz::LA_OK);
+    ASSERT_EQ(f.factor(), qz::LA_OK);
+    const int64_t started = qztest::ParallelHost::startedThreads;
+    EXPECT_GT(started, 0);
+    f.env->maxRefine = 20;
+    std::vector<double> x = qztest::randomVector(a.n, 3);
+    const int32_t status = f.solve(&x);
+    EXPECT_TRUE(status == qz::LA_OK || status == qz::LA_FGMRES_TOLERANCE || status == qz::LA_FGMRES_LIMIT) << status;
+    EXPECT_EQ(qztest::ParallelHost::startedThreads, started) << c.name();
+  }
+}
+
 TEST_F(ParallelFactorTest, EmptyMatrixIsFactored) {
   SystemMatrix a;
   for (const Case& c : engines(3, 8)) {

@@ -13,6 +13,7 @@
 #include "sparse/factor_decision.h"
 #include "sparse/ldl_analysis.h"
 #include "sparse/pattern.h"
+#include "sparse/supernodal_analysis.h"
 #include "sparse/symbolic_oracle.h"
 #include "support/test_host.h"
 
@@ -283,6 +284,58 @@ TEST_F(SymbolicAnalysisTest, SerialPanelsOfFullSupernodesCountNinetySixRows) {
   ASSERT_EQ(analyze(qztest::denseMatrix(97, random), true), LA_OK);
   EXPECT_EQ(symbolic->maxPanelEntries, 97 * 96);
   EXPECT_EQ(symbolic->maxBlockEntries, 0);
+}
+
+// Two supernodes: a column whose `numBelow` rows all lie in the other.
+int32_t choleskyScratch(int32_t numBelow, int32_t* entries) {
+  std::vector<int32_t> snStart = {0, 1, 1 + numBelow};
+  std::vector<int32_t> colToSn(static_cast<size_t>(numBelow) + 1, 1);
+  colToSn[0] = 0;
+  std::vector<int64_t> lIndexBegin = {0, 1 + numBelow, 1 + 2 * static_cast<int64_t>(numBelow)};
+  std::vector<int32_t> lIndex;
+  for (int32_t i = 0; i <= numBelow; ++i) lIndex.push_back(i);
+  for (int32_t i = 1; i <= numBelow; ++i) lIndex.push_back(i);
+  SymbolicFactor factor{};
+  factor.numSupernodes = 2;
+  factor.snStart = snStart.data();
+  factor.colToSn = colToSn.data();
+  factor.lIndexBegin = lIndexBegin.data();
+  factor.lIndex = lIndex.data();
+  const int32_t status = sizeCholeskySerialScratch(&factor);
+  *entries = factor.maxBlockEntries;
+  return status;
+}
+
+// One supernode.
+int32_t ldlScratch(int32_t width, int64_t height, int32_t* entries, int32_t* panel) {
+  int32_t snStart[] = {0, width};
+  int64_t lIndexBegin[] = {0, height};
+  SymbolicFactor factor{};
+  factor.numSupernodes = 1;
+  factor.snStart = snStart;
+  factor.lIndexBegin = lIndexBegin;
+  const int32_t status = sizeLDLSerialScratch(&factor);
+  *entries = factor.maxBlockEntries;
+  *panel = factor.maxPanelEntries;
+  return status;
+}
+
+TEST(SerialScratch, SizesBeyondThirtyTwoBitsAreTooLarge) {
+  // 46340^2 is the last square below 2^31.
+  int32_t entries = 0;
+  int32_t panel = 0;
+  EXPECT_EQ(choleskyScratch(46340, &entries), LA_OK);
+  EXPECT_EQ(entries, 46340 * 46340);
+  EXPECT_EQ(choleskyScratch(46341, &entries), LA_TOO_LARGE);
+  EXPECT_EQ(choleskyScratch(70000, &entries), LA_TOO_LARGE);
+  EXPECT_EQ(ldlScratch(1, 46341, &entries, &panel), LA_OK);
+  EXPECT_EQ(entries, 2147395616);  // 46340^2 in a multiple of 32
+  EXPECT_EQ(ldlScratch(1, 46342, &entries, &panel), LA_TOO_LARGE);
+  EXPECT_EQ(ldlScratch(1, 100000, &entries, &panel), LA_TOO_LARGE);
+  EXPECT_EQ(ldlScratch(46340, 46341, &entries, &panel), LA_OK);
+  EXPECT_EQ(panel, 46340 * 46341);
+  EXPECT_EQ(ldlScratch(46341, 46342, &entries, &panel), LA_TOO_LARGE);
+  EXPECT_EQ(ldlScratch(70000, 70001, &entries, &panel), LA_TOO_LARGE);
 }
 
 TEST_F(SymbolicAnalysisTest, UnsymmetricInputGivesTwo) {
