@@ -316,6 +316,21 @@ TEST(NestedDissection, ConstrainedModeNumbersGroupsWithoutAGap) {
   }
 }
 
+TEST(NestedDissection, DenseVerticesLeaveTheGroupsAlone) {
+  TestHost host;
+  OrderRequest request = dissection();
+  request.constrained = 1;
+  request.balanceFactor = 1.2;
+  const Graph mesh = shuffled(grid(30, 30), 4);
+  const GraphOrder kept = runOrderGraph(host, disjointUnion({makeGraph(399, {}), mesh}), request);
+  const GraphOrder all = runOrderGraph(host, disjointUnion({star(400, 3), mesh}), request);
+  ASSERT_EQ(kept.status, qz::LA_OK);
+  ASSERT_EQ(all.status, qz::LA_OK);
+  ASSERT_EQ(kept.numDense, 0);
+  ASSERT_EQ(all.numDense, 1);
+  EXPECT_EQ(Array(all.groupId.begin(), all.groupId.end() - 1), kept.groupId);
+}
+
 TEST(NestedDissection, GroupsInSequenceGiveFillNearThatOfTheDissection) {
   TestHost host;
   for (const Graph& graph : {shuffled(grid(50, 50), 1), shuffled(grid(13, 13, 13), 2)}) {

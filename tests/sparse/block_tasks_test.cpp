@@ -565,6 +565,20 @@ TEST_F(BlockTasksTest, EveryFailedAllocationGivesOneAndTheCleanUpFreesTheRest) {
   }
 }
 
+TEST_F(BlockTasksTest, BlocksBeyondThirtyTwoBitsAreTooMany) {
+  // One supernode in blocks of one entry.
+  int32_t snStart[] = {0, 46341};
+  int64_t lIndexBegin[] = {0, 46341};
+  SymbolicFactor factor{};
+  factor.numSupernodes = 1;
+  factor.blockSize = 1;
+  factor.snStart = snStart;
+  factor.lIndexBegin = lIndexBegin;
+  int32_t blockCount = 0;
+  EXPECT_EQ(FindBlockSizes(host.pool(), &factor, &blockCount), LA_TOO_LARGE);
+  EXPECT_EQ(factor.blockCounters, nullptr);
+}
+
 TEST_F(BlockTasksTest, AFactorWithoutRowsHasNoBlocks) {
   SymmetricMatrix a;
   for (const bool ldl : {false, true}) {

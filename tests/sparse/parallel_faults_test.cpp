@@ -145,6 +145,14 @@ TEST_F(ParallelFaultsTest, FailedWaitGivesTwoAndLeavesNoWorkerBehind) {
   }
 }
 
+TEST_F(ParallelFaultsTest, FirstReasonToStopIsTheStatusOfTheRun) {
+  qz::EngineShared shared{};
+  qz::requestStop(&shared, qz::LA_INCONSISTENT);
+  qz::requestStop(&shared, qz::LA_CANCELLED);
+  qz::requestStop(&shared, qz::LA_NO_MEMORY);
+  EXPECT_EQ(shared.stopFlag, qz::LA_INCONSISTENT);
+}
+
 TEST_F(ParallelFaultsTest, CancelledCallerGetsThirteen) {
   const SystemMatrix a = makeSystem(Pattern::CLIQUES, 150, false, false, 2);
   for (const int32_t threads : {1, 2, 4}) {

@@ -240,43 +240,48 @@ TEST(RelaxedSupernodes, FollowTheRule) {
   EXPECT_GT(merged, 1000);
 }
 
-// A hand-made pair of supernodes: a child of width w with `below` rows below under a parent of width wp with `rest`
-// rows below that belong to singletons behind it.
-struct Pair {
-  Pair(int32_t w, int32_t below, int32_t wp, int32_t rest) {
-    const int32_t n = w + wp + rest;
-    parent.resize(static_cast<size_t>(n));
-    for (int32_t j = 0; j < n; ++j) parent[static_cast<size_t>(j)] = j + 1 < n ? j + 1 : -1;
-    snStart = {0, w, w + wp};
-    height = {w + below, wp + rest};
-    snParent = {1, -1};  // the rows below the parent stand for vertices that never merge
-    parent[static_cast<size_t>(w + wp - 1)] = -1;
-    colToSn.assign(static_cast<size_t>(n), 2);
-    for (int32_t j = 0; j < w + wp; ++j) colToSn[static_cast<size_t>(j)] = j < w ? 0 : 1;
+// A hand-made chain of supernodes, the last of which has `rest` rows below that belong to singletons behind it.
+struct Chain {
+  Chain(const std::vector<int32_t>& widths, const std::vector<int32_t>& heights, int32_t rest) : height(heights) {
+    snStart = {0};
+    for (const int32_t w : widths) {
+      colToSn.insert(colToSn.end(), static_cast<size_t>(w), static_cast<int32_t>(snStart.size()) - 1);
+      snStart.push_back(snStart.back() + w);
+      snParent.push_back(static_cast<int32_t>(snParent.size()) + 1);
+    }
+    snParent.back() = -1;  // the rows below the last stand for vertices that never merge
+    for (int32_t j = 1; j <= snStart.back(); ++j) parent.push_back(j < snStart.back() ? j : -1);
     for (int32_t r = 0; r < rest; ++r) {
-      snStart.push_back(w + wp + r + 1);
+      colToSn.push_back(static_cast<int32_t>(snStart.size()) - 1);
+      snStart.push_back(snStart.back() + 1);
       height.push_back(1);
       snParent.push_back(-1);
-      parent[static_cast<size_t>(w + wp + r)] = -1;
-      colToSn[static_cast<size_t>(w + wp + r)] = 2 + r;
+      parent.push_back(-1);
     }
-    symbolic.numSupernodes = 2 + rest;
+    size = snStart.back();
+    symbolic.numSupernodes = static_cast<int32_t>(snParent.size());
     symbolic.snStart = snStart.data();
     symbolic.snParent = snParent.data();
     symbolic.colToSn = colToSn.data();
-    work.resize(3 * static_cast<size_t>(n) + 3);
-    size = n;
+    work.resize(3 * static_cast<size_t>(size) + 3);
   }
-  bool merges(int32_t isLDL) {
+  // Returns by how many supernodes there are less.
+  int32_t merge(int32_t isLDL) {
     const int32_t before = symbolic.numSupernodes;
     FindRelaxedSupernodes(size, parent.data(), isLDL, &symbolic, height.data(),
                           reinterpret_cast<int32_t*>(work.data()));
-    return symbolic.numSupernodes < before;
+    return before - symbolic.numSupernodes;
   }
   int32_t size = 0;
   SymbolicFactor symbolic{};
   std::vector<int32_t> parent, snStart, snParent, colToSn, height;
   std::vector<int64_t> work;
+};
+
+// A child of width w with `below` rows below under a parent of width wp.
+struct Pair : Chain {
+  Pair(int32_t w, int32_t below, int32_t wp, int32_t rest) : Chain({w, wp}, {w + below, wp + rest}, rest) {}
+  bool merges(int32_t isLDL) { return merge(isLDL) > 0; }
 };
 
 TEST(RelaxedSupernodes, WidthsUpToFourAlwaysMerge) {
@@ -294,6 +299,19 @@ TEST(RelaxedSupernodes, NarrowOnesMergeByFractionForCholeskyAndByCountForLDL) {
   EXPECT_TRUE(Pair(1, 1, 4, 124).merges(1));      // 127 zeros
   EXPECT_FALSE(Pair(1, 1, 4, 125).merges(1));     // 128 zeros of 635, above 0.1
   EXPECT_TRUE(Pair(1, 1200, 4, 1324).merges(1));  // 128 zeros of 6630: below 0.1
+}
+
+TEST(RelaxedSupernodes, MergesWithoutZerosDropTheCount) {
+  // The last two merge with 600 zeros, the next one below them without any. The first then counts its own zero only.
+  EXPECT_EQ(Chain({1, 5, 3, 1}, {209, 209, 4, 201}, 200).merge(1), 3);
+}
+
+TEST(RelaxedSupernodes, PlaceOfAMergedSupernodeWraps) {
+  // Half of the place would be zeros. The product 46342 * 46341 passes 2^31 and makes the fraction negative.
+  for (const int32_t isLDL : {0, 1}) {
+    EXPECT_FALSE(Pair(23170, 1, 23170, 0).merges(isLDL));
+    EXPECT_TRUE(Pair(23171, 1, 23171, 0).merges(isLDL));
+  }
 }
 
 TEST(RelaxedSupernodes, MiddleAndWideOnesMergeByFraction) {
