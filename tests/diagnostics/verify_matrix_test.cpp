@@ -6,6 +6,7 @@
 #include <cmath>
 #include <limits>
 
+#include "diagnostics/check.h"
 #include "diagnostics/spoken_log.h"
 #include "support/test_host.h"
 
@@ -46,6 +47,21 @@ class VerifyMatrix : public ::testing::Test {
   Matrix m;
   Symmetric s;
 };
+
+// The entries of a test vector depend on nothing but the state that their caller holds.
+TEST(RandomEntries, FollowTheirOwnStateInsideOfTheUnitInterval) {
+  uint32_t first = kRandomState, second = kRandomState, other = 1;
+  double sum = 0.0;
+  for (int k = 0; k < 10000; ++k) {
+    const double value = zranuni(&first);
+    ASSERT_GT(value, 0.0);
+    ASSERT_LT(value, 1.0);
+    (void)zranuni(&other);
+    ASSERT_EQ(zranuni(&second), value);
+    sum += value;
+  }
+  EXPECT_NEAR(sum / 10000, 0.5, 0.02);
+}
 
 TEST_F(VerifyMatrix, SparseIndexFindsIndicesOutOfRangeAndTwice) {
   const auto verify = [&](int32_t level) { return VerifySparseIndex(&env, level, m.columns()); };
