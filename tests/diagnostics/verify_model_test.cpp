@@ -430,6 +430,21 @@ TEST_F(VerifyShift, LeavesEverythingBitForBit) {
   EXPECT_EQ(otherSlack, (std::vector<double>{0, 0, 8}));
 }
 
+// A shift there and back rounds; the check leaves what it found all the same.
+TEST_F(VerifyShift, RoundingOfTheShiftIsTakenBack) {
+  const double upper = 2.9;
+  double shift = 0.05;
+  while (shift < 2.0 && (upper - shift) + shift == upper) shift += 0.01;
+  ASSERT_NE((upper - shift) + shift, upper);
+  m.a.lower[0] = shift;
+  m.a.upper[0] = upper;
+  slack[0] = 2.0 - shift;
+  otherSlack[0] = upper - 2.0;
+  const qztest::ModelArrays before = m.a;
+  expectSound(log, 3, verify());
+  EXPECT_TRUE(m.a == before);
+}
+
 TEST_F(VerifyShift, FindsAPointThatDoesNotSolveTheModelAndStillRestoresIt) {
   m.a.solPrimal[0] = 2.5;
   const qztest::ModelArrays before = m.a;
