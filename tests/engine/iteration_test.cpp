@@ -162,12 +162,13 @@ TEST_F(Iteration, UnscaledPointIsMeasuredInTheSamePassAgainstTheOldMeasures) {
   stopAtOnce();
   const double measured = ipm->objValuePrimal;
   const double before = ipm->mu;
+  ipm->mu = ipm->infinityValue;  // as ahead of the first pass
   const int32_t result = run();
   EXPECT_EQ(result, ipm->status);
   EXPECT_EQ(test->hub.scaleState, 0);
   EXPECT_NEAR(ipm->objValuePrimal, measured / kObjScale, 1e-12 * (1.0 + std::fabs(measured)));
   EXPECT_NEAR(ipm->mu, before / kObjScale, 1e-12 * before);
-  EXPECT_EQ(ipm->prevMu, before) << "what stood ahead of the pass";
+  EXPECT_EQ(ipm->prevMu, ipm->infinityValue) << "what stood ahead of the pass";
   EXPECT_EQ(ipm->numIter, 0);
 }
 
