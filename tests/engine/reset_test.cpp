@@ -605,6 +605,7 @@ TEST_F(ResetInTheLoop, FailedSolveLeavesTheScaledTermsOnItsWayOut) {
   EngineCase engine(host, smallModel(1.0));
   ASSERT_TRUE(prepare(engine));
   engine.ipm->lowerDual[0] = 1.0;  // not dual feasible
+  engine.ipm->minPositive = kAway;
   engine.hub.scaleState = 1;
   engine.hub.objScale = 0.25;
   engine.hub.typeMethod = engine.ipm->typeMethod;
