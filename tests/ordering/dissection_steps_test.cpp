@@ -15,6 +15,7 @@
 #include "ordering/node_refinement.h"
 #include "ordering/separator.h"
 #include "ordering/work_space.h"
+#include "shell/random.h"
 
 namespace qztest {
 namespace {
@@ -45,6 +46,16 @@ TEST(WorkSpace, PiecesAreRoundedAndReleasedInReverse) {
   qz::poolfree(&bench.control, 1);
   qz::poolfree(&bench.control, 33);
   EXPECT_EQ(bench.control.poolUsed, 0);
+}
+
+TEST(WorkSpace, RandomIndicesLeaveOutTheThreeLowestBits) {
+  TestHost host;
+  DissectionBench bench(host, grid(3, 3));
+  uint32_t state = 4321;
+  for (int32_t range = 1; range < 200; ++range) {
+    const uint32_t number = qz::qzRand(&state);
+    EXPECT_EQ(qz::randomIndex(&bench.control, range), static_cast<int32_t>(number / 8 % static_cast<uint32_t>(range)));
+  }
 }
 
 TEST(WorkSpace, ShuffleIsAPermutationThatKeepsTheLastEntry) {

@@ -5,9 +5,12 @@
 #include <map>
 #include <set>
 
+#include "ordering/dissection_bench.h"
 #include "ordering/engines.h"
 #include "ordering/graphs.h"
+#include "ordering/nested_dissection.h"
 #include "ordering/order_graph.h"
+#include "shell/random.h"
 #include "sparse/la_env.h"
 
 namespace qztest {
@@ -80,6 +83,24 @@ TEST(NestedDissection, SeedDecidesTheOrder) {
   const GraphOrder other = runOrderGraph(host, grid(40, 40), request);
   EXPECT_NE(other.perm, byDefault);
   EXPECT_TRUE(isOrder(1600, other.perm, other.invPerm));
+}
+
+TEST(NestedDissection, SeedIsAdvancedOnceAheadOfTheDissection) {
+  TestHost host;
+  const Graph graph = grid(40, 40);
+  OrderRequest request = dissection();
+  request.pullSeparators = 0;
+  request.seed = 99;
+  request.balanceFactor = 1.4;
+  const GraphOrder order = runOrderGraph(host, graph, request);
+  DissectionBench bench(host, graph);
+  ASSERT_EQ(bench.control.balanceFactor, request.balanceFactor);
+  uint32_t state = 99;
+  qz::qzRand(&state);
+  bench.control.seed = static_cast<int32_t>(state);
+  Array invPerm(at(graph.n), -1);
+  ASSERT_EQ(qz::NestedDissection(&bench.control, &bench.top, invPerm.data(), graph.n), qz::LA_OK);
+  EXPECT_EQ(order.invPerm, invPerm);
 }
 
 TEST(NestedDissection, PullingSeparatorsLeavesTheFillAlone) {
