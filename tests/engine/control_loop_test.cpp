@@ -15,6 +15,7 @@
 #include "engine/linear_algebra.h"
 #include "engine/normal_system.h"
 #include "engine/start_point.h"
+#include "submodel/submodel_control.h"
 #include "transform/reduced_model.h"
 
 namespace qz {
@@ -285,7 +286,12 @@ TEST_F(ControlLoop, WrongMarksAreRepaired) {
       EXPECT_EQ(test->model.status, QZ_STATUS_OPTIMAL);
       expectOuterModelStands();
       expectOptimal(2e-5);
-      returned += visits(Stage::kRestart) > 1 ? 1 : 0;
+      if (visits(Stage::kRestart) > 1) {
+        ++returned;
+        if (control.submodel != nullptr) {
+          EXPECT_LT(control.submodel->moveTolerance, 0.01) << "further action is harder";
+        }
+      }
     }
   }
   EXPECT_GE(returned, 60);
@@ -437,8 +443,10 @@ TEST_F(ControlLoop, AReductionThatPresolveShowsInfeasibleIsGivenUp) {
       ipm->upperDual[j] = 1e-4;
     }
     ipm->dual[0] = dual;
-    wish({{}, {0, 1}, {}, {}, {}, {}});
+    wish({{}, {0, 1}, {}, {0}, {}, {}});
     ASSERT_EQ(reduceToSubmodel(control).stage, Stage::kRestart);
+    EXPECT_EQ(control.submodel->numBigDual, 0);
+    EXPECT_EQ(ipm->dual[0], dual) << "no dual was shifted yet";
     EXPECT_EQ(control.hub->routeSubmodel, ROUTE_INACTIVE);
     EXPECT_EQ(control.hub->bigLevelLeft, 1);
     EXPECT_EQ(control.hub->releaseSubmodel, dual > 1.0 ? 0 : 1);
@@ -450,6 +458,196 @@ TEST_F(ControlLoop, AReductionThatPresolveShowsInfeasibleIsGivenUp) {
     EXPECT_EQ(test->model.status, QZ_STATUS_OPTIMAL);
     expectOuterModelStands();
     expectOptimal(1e-5);
+  }
+}
+
+// The same with the second row freed. Where the point misses that row it is repaired, and the record is kept.
+TEST_F(ControlLoop, APointThatHadToBeRepairedKeepsTheRecord) {
+  for (const bool missed : {false, true}) {
+    SCOPED_TRACE(missed);
+    Constructed both = handCase();
+    both.model.b[1] = -7.0;
+    make(both);
+    iterate(2);
+    control.submodel->thresholdBig = 1e-3;
+    for (int j = 0; j < 2; ++j) {
+      ipm->lowerDual[j] = 1.0;
+      ipm->upperDual[j] = 1e-4;
+    }
+    ipm->dual[0] = 0.5;
+    ipm->primal[0] = missed ? 1.0 : 5.0;
+    ipm->primal[1] = missed ? 9.0 : 3.0;
+    ipm->primal[2] = 0.5;
+    ipm->ineqnSlack[1] = 1.0;
+    wish({{1}, {0, 1}, {}, {}, {}, {}});
+    ASSERT_EQ(reduceToSubmodel(control).stage, Stage::kRestart);
+    EXPECT_EQ(control.model->status, missed ? QZ_STATUS_RESTART : QZ_STATUS_PRIMAL_INFEASIBLE);
+    EXPECT_EQ(control.hub->releaseSubmodel, missed ? 0 : 1);
+    EXPECT_EQ(control.submodel->moveTolerance, missed ? 0.01 * 1e-5 : 0.01);
+    control.submodel->thresholdBig = 1e30;
+    EXPECT_EQ(loop(goTo(Stage::kRestart)), 0);
+    EXPECT_EQ(test->model.status, QZ_STATUS_OPTIMAL);
+    expectOuterModelStands();
+    expectOptimal(1e-5);
+  }
+}
+
+// Without bounds and its inequality the model is unbounded, which only the reduction is: the outer one is solved.
+TEST_F(ControlLoop, AFreeSystemWithoutAnAnswerSaysNothingOfTheOuterModel) {
+  Constructed ray = handCase();
+  ray.model.A = qztest::Matrix{{1, -1, 1}, {1, 1, 1}};
+  ray.model.c = Vector{{-1, -1, 1}};
+  ray.model.b = Vector{{0, -10}};
+  make(ray);
+  iterate(3);
+  control.submodel->thresholdBig = 1e-3;
+  for (int j = 0; j < 3; ++j) ipm->lowerSlack[j] = ipm->upperSlack[j] = 5.0;
+  const int32_t both = SUB_LOWER | SUB_UPPER;
+  wish({{1}, {}, {}, {}, {0, 1, 2}, {both, both, both}});
+  EXPECT_EQ(loop(goTo(Stage::kReduce)), 0);
+  ASSERT_GE(visited.size(), 2u);
+  EXPECT_EQ(visited[1], Stage::kRecover);
+  EXPECT_EQ(test->model.status, QZ_STATUS_OPTIMAL);
+  expectOuterModelStands();
+  expectOptimal(1e-5);
+  EXPECT_NEAR(test->solution.primal[0], 10.0, 1e-4);
+}
+
+// Neither bound of the column can be told to be the one to fix it at.
+TEST_F(ControlLoop, AReductionThatCannotBePreparedEndsTheSolve) {
+  make(handCase());
+  iterate(2);
+  ipm->lowerDual[0] = ipm->upperDual[0] = 1.0;
+  wish({{}, {0}, {}, {}, {}, {}});
+  EXPECT_EQ(loop(goTo(Stage::kReduce)), QZ_STATUS_FAILED);
+  EXPECT_EQ(visited, std::vector<Stage>{Stage::kReduce});
+  EXPECT_TRUE(host.loggedText("Error preSetSubmodel: both bound duals are big"));
+}
+
+// A row of one element would become a bound, and leave the running point without a slack for it.
+TEST_F(ControlLoop, SingletonRowsOfAReductionStayRows) {
+  Constructed single = handCase();
+  single.model.A = qztest::Matrix{{1, 1, 0}, {1, -1, 1}, {0, 1, 0}};
+  single.model.b = Vector{{4, -10, 1}};
+  single.model.sense = "EGG";
+  make(single);
+  iterate(2);
+  wish({{1}, {}, {}, {}, {}, {}});
+  ASSERT_EQ(reduceToSubmodel(control).stage, Stage::kRestart);
+  EXPECT_EQ(control.model->numRow, 2);
+  EXPECT_EQ(control.model->lower[1], 0.0);
+  EXPECT_EQ(loop(goTo(Stage::kRestart)), 0);
+  EXPECT_EQ(test->model.status, QZ_STATUS_OPTIMAL);
+  expectOptimal(1e-5);
+}
+
+// Only what is wished for is in force, and what is idle has nothing on record: its lists are in other numbers.
+TEST_F(ControlLoop, WishesReplaceTheActionsAndIdleKindsAreForgotten) {
+  make(handCase());
+  iterate(2);
+  wish({{1}, {}, {}, {}, {}, {}});
+  SubModel& s = *control.submodel;
+  const auto makeIdleKindsBusy = [&s] {
+    s.numBigVar = s.prevBigVar = s.numBigBoundSlack = s.prevBigBoundSlack = 1;
+    s.numBigDual = s.prevBigDual = s.numBigBoundDual = s.prevBigBoundDual = 1;
+    s.deltaX = s.deltaBound = s.deltaY = s.deltaColumn = 0.25;
+    s.idxBigVar[0] = s.idxBoundSub[0] = s.idxBigDual[0] = s.idxColSub[0] = 0;
+  };
+  const auto expectIdleKindsForgotten = [&s] {
+    for (int32_t count : {s.numBigVar, s.prevBigVar, s.numBigBoundSlack, s.prevBigBoundSlack, s.numBigDual,
+                          s.prevBigDual, s.numBigBoundDual, s.prevBigBoundDual})
+      EXPECT_EQ(count, 0);
+    EXPECT_EQ(s.deltaX + s.deltaBound + s.deltaY + s.deltaColumn, 0.0);
+    EXPECT_EQ(s.numBigIneqnSlack, 1);
+  };
+  makeIdleKindsBusy();
+  s.bBigDual = BIG_INVITRO;
+  ASSERT_EQ(reduceToSubmodel(control).stage, Stage::kRestart);
+  EXPECT_EQ(s.bBigIneqnSlack, BIG_INVITRO);
+  EXPECT_EQ(s.bBigVar | s.bBigBoundSlack | s.bBigDual | s.bBigBoundDual, 0);
+  EXPECT_EQ(s.planBigVar | s.planBigBoundSlack | s.planBigIneqnSlack | s.planBigDual | s.planBigBoundDual, 0);
+  expectIdleKindsForgotten();
+
+  // The run on the reduction wants the true terms: the same is wished for on the unscaled model.
+  makeIdleKindsBusy();
+  test->hub.scaleState = 1;
+  test->hub.objScale = 0.5;
+  control.hub->routeSubmodel = ROUTE_UNSCALE;
+  control.model->status = QZ_STATUS_UNSCALE;
+  ASSERT_EQ(recoverModel(control).stage, Stage::kReduce);
+  EXPECT_EQ(control.hub->routeSubmodel, ROUTE_INVITRO);
+  EXPECT_EQ(test->hub.scaleState, 0);
+  EXPECT_EQ(s.planBigIneqnSlack, BIG_INVITRO);
+  EXPECT_EQ(s.planBigVar | s.planBigBoundSlack | s.planBigDual | s.planBigBoundDual, 0);
+  expectIdleKindsForgotten();
+}
+
+TEST_F(ControlLoop, AnEmptyColumnStaysWhereItStood) {
+  make(handCase());
+  iterate(2);
+  wish({{1}, {}, {}, {}, {}, {}});
+  ipm->primal[2] = 1.25;
+  ASSERT_EQ(reduceToSubmodel(control).stage, Stage::kRestart);
+  control.model->status = QZ_STATUS_TIME_LIMIT;
+  const Next next = recoverModel(control);
+  EXPECT_EQ(next.stage, Stage::kLeave);
+  EXPECT_EQ(next.result, 0);
+  EXPECT_EQ(test->model.status, QZ_STATUS_TIME_LIMIT) << "the reduction's";
+  EXPECT_EQ(test->solution.primal[2], 1.25) << "not at the bound that its cost asks for";
+}
+
+TEST_F(ControlLoop, ARestartKeepsTheIterate) {
+  for (const Kind& kind : kKinds) {
+    make(randomCase(8, kind), kind.typeMethod);
+    iterate(3);
+    wish(rightMarks());
+    ASSERT_EQ(reduceToSubmodel(control).stage, Stage::kRestart);
+    const auto iterateOf = [this] {
+      std::vector<double> all;
+      for (const double* v : {ipm->primal, ipm->lowerSlack, ipm->upperSlack, ipm->lowerDual, ipm->upperDual})
+        all.insert(all.end(), v, v + ipm->numCol);
+      for (const double* v : {ipm->dual, ipm->ineqnSlack}) all.insert(all.end(), v, v + ipm->numRow);
+      return all;
+    };
+    const std::vector<double> before = iterateOf();
+    ASSERT_EQ(restartIteration(control).stage, Stage::kIterate);
+    EXPECT_EQ(iterateOf(), before);
+  }
+}
+
+// A run with a shifted variable wants a row out of the way as well: the shift is taken back, and wished for again.
+TEST_F(ControlLoop, AReductionIsAskedForInTrueTerms) {
+  for (const Kind& kind : kKinds) {
+    make(randomCase(7, kind), kind.typeMethod);
+    iterate(2);
+    SubModel& s = *control.submodel;
+    clearBigCounts(&s);
+    s.thresholdBig = 1e30;
+    const auto row = static_cast<int32_t>(truth.model.sense.find('G'));
+    const auto data = [this] {
+      std::vector<double> all(ipm->rhs, ipm->rhs + ipm->numRow);
+      for (const double* v : {ipm->obj, ipm->lower, ipm->upper}) all.insert(all.end(), v, v + ipm->numCol);
+      return all;
+    };
+    const std::vector<double> before = data();
+    const double x = ipm->primal[0];
+    s.numBigVar = s.prevBigVar = 1;
+    s.idxBigVar[0] = 0;
+    BigActions shift;
+    shift.variable = BigAction::kSlow;
+    ASSERT_EQ(actInvivo(ipm, control.hub, &s, shift), 0);
+    ASSERT_NE(data(), before);
+    ASSERT_EQ(control.hub->routeSubmodel, ROUTE_INVIVO);
+    s.numBigIneqnSlack = s.prevBigIneqnSlack = 1;
+    s.idxRowSub[0] = row;
+    EXPECT_EQ(ipmMethod(ipm, control.hub, &s), QZ_STATUS_RESTART);
+    EXPECT_EQ(control.hub->routeSubmodel, ROUTE_INVITRO);
+    EXPECT_EQ(s.planBigVar, BIG_INVITRO);
+    EXPECT_EQ(s.planBigIneqnSlack, BIG_INVITRO);
+    EXPECT_EQ(s.bBigVar, 0);
+    EXPECT_EQ(s.shiftPrimal, nullptr);
+    EXPECT_EQ(data(), before);
+    EXPECT_DOUBLE_EQ(ipm->primal[0], x);
   }
 }
 
@@ -484,6 +682,7 @@ TEST_F(ControlLoop, ABreakOnAReductionLeavesWithTheOuterModel) {
 
 // The objective stands divided by 4; nothing may leave the loop in those terms.
 TEST_F(ControlLoop, AScaledModelIsUnscaledBehindItsReduction) {
+  int limits = 0;
   for (const Kind& kind : kKinds) {
     for (const bool limited : {false, true}) {
       for (uint32_t seed = 1; seed <= 15; ++seed) {
@@ -506,11 +705,50 @@ TEST_F(ControlLoop, AScaledModelIsUnscaledBehindItsReduction) {
         EXPECT_EQ(test->hub.scaleState, 0);
         for (int j = 0; j < truth.model.cols(); ++j) EXPECT_NEAR(test->model.obj[j], cost[j], 1e-12);
         expectOuterModelStands();
-        if (limited) continue;
+        if (limited && test->model.status == QZ_STATUS_ITERATION_LIMIT) {
+          EXPECT_EQ(ipm->numIter, ipm->maxIter);
+          ++limits;
+          continue;
+        }
         EXPECT_EQ(test->model.status, QZ_STATUS_OPTIMAL);
         expectOptimal(2e-5);
       }
     }
+  }
+  EXPECT_GE(limits, 30);
+}
+
+// Presolve answers the reduction while the outer model stands divided by 4, or without a small cost that was set aside.
+TEST_F(ControlLoop, AnAnswerOfPresolveIsNotTakenInScaledTerms) {
+  for (const bool small : {false, true}) {
+    Constructed fixed = handCase();
+    fixed.model.A = qztest::Matrix{{1, 1, 1}};
+    fixed.model.b = Vector::Constant(1, -5.0);
+    fixed.model.sense = "G";
+    if (!small) fixed.model.c *= 0.25;
+    make(fixed);
+    iterate(5);
+    if (small) {
+      test->hub.smallRestored = 0;
+      test->hub.numSmallObj = 1;
+      test->hub.smallObjCol = poolAllocate<int32_t>(host.pool(), 1);
+      test->hub.smallObjValue = poolAllocate<double>(host.pool(), 1);
+      test->hub.smallObjCol[0] = 1;
+      test->hub.smallObjValue[0] = 0.125;
+    } else {
+      test->hub.scaleState = 1;
+      test->hub.objScale = 0.25;
+    }
+    wish({{0}, {0, 1, 2}, {}, {}, {}, {}});
+    EXPECT_EQ(loop(goTo(Stage::kReduce)), 0);
+    EXPECT_EQ(visited, (std::vector<Stage>{Stage::kReduce, Stage::kRecover, Stage::kReduce, Stage::kRecover}));
+    EXPECT_EQ(test->hub.scaleState, 0);
+    EXPECT_EQ(test->hub.smallRestored, 1);
+    EXPECT_EQ(test->model.obj[0], 1.0);
+    EXPECT_EQ(test->model.obj[1], small ? 3.125 : 3.0);
+    EXPECT_EQ(test->model.status, QZ_STATUS_OPTIMAL);
+    expectOuterModelStands();
+    expectOptimal(1e-6);
   }
 }
 

@@ -540,6 +540,17 @@ TEST_F(SubModelControl, EndOfARunWithBothDualKindsGoesInVitro) {
   EXPECT_EQ(plans(), (Ints{0, 0, 0, 2, 2}));
 }
 
+TEST_F(SubModelControl, EndOfARunDoesNotWishForUntouchableKinds) {
+  makePoint();
+  set({kSlow, kSlow, kNone, kNone, kMoving});
+  submodel->deltaX = BIG_STEP;
+  submodel->deltaBound = 100.0;
+  ipm->stopState = STOP_NOW;
+  EXPECT_EQ(control(), 1003);
+  EXPECT_EQ(plans(), (Ints{0, 0, 0, 0, 2}));
+  EXPECT_EQ(submodel->deltaX, BIG_STEP);
+}
+
 TEST_F(SubModelControl, PassedBoundComesBackInsideTheLoop) {
   makePoint();
   set({kStill, kStill, kNone, kStill, kNone});
