@@ -582,6 +582,25 @@ TEST_F(ControlLoop, WishesReplaceTheActionsAndIdleKindsAreForgotten) {
   expectIdleKindsForgotten();
 }
 
+TEST_F(ControlLoop, ALimitInScaledTermsEndsTheSolveUnscaled) {
+  for (const int32_t limit : {QZ_STATUS_TIME_LIMIT, QZ_STATUS_ITERATION_LIMIT}) {
+    make(handCase());
+    iterate(2);
+    wish({{1}, {}, {}, {}, {}, {}});
+    ASSERT_EQ(reduceToSubmodel(control).stage, Stage::kRestart);
+    test->hub.scaleState = 1;
+    test->hub.objScale = 0.5;
+    control.hub->routeSubmodel = ROUTE_UNSCALE;
+    control.model->status = limit;
+    const Next next = recoverModel(control);
+    EXPECT_EQ(next.stage, Stage::kLeave) << "not reduced again";
+    EXPECT_EQ(next.result, 0);
+    EXPECT_EQ(test->model.status, limit);
+    EXPECT_EQ(test->hub.scaleState, 0);
+    EXPECT_EQ(test->model.obj[1], 6.0);
+  }
+}
+
 TEST_F(ControlLoop, AnEmptyColumnStaysWhereItStood) {
   make(handCase());
   iterate(2);
