@@ -337,6 +337,22 @@ TEST_F(NormalSystem, ModelWithoutRowsOrWithoutElements) {
   }
 }
 
+// A column over 46400 rows makes a product of more elements than 32 bits can count.
+TEST_F(NormalSystem, ProductTooLargeForItsIndicesIsOutOfMemory) {
+  const int rows = 46400;
+  DenseModel model;
+  model.A = Matrix::Ones(rows, 1);
+  model.c = Vector::Zero(1);
+  model.b = Vector::Zero(rows);
+  model.sense.assign(static_cast<size_t>(rows), 'E');
+  model.lower = Vector::Zero(1);
+  model.upper = Vector::Constant(1, kNone);
+  EngineCase engine(host, model, qz::IPM_METHOD_NORMAL);
+  ASSERT_TRUE(engine.start());
+  EXPECT_EQ(qz::ipmInitNormal(engine.ipm), -1086);
+  EXPECT_EQ(engine.ipm->cholFactor, nullptr);
+}
+
 TEST_F(NormalSystem, NonPositivePairsDoNoHarm) {
   // Rounding can leave a slack or dual at or below 0.
   std::mt19937 random(7);
