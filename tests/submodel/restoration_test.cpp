@@ -237,6 +237,23 @@ TEST_F(Restoration, IdleKindsKeepTheirListsEvenWithoutAMapping) {
   EXPECT_EQ(submodel->idxBigVar[0], 3);
 }
 
+TEST_F(Restoration, ListsOfIdleKindsAreNotTranslated) {
+  makePoint();
+  setMaps({-1, 0, 1}, {-1, 0, -2, 1});
+  bigDuals({1});
+  bigRows({1});
+  bigVars({1});
+  bigColumns({1});
+  bigBounds({1}, {SUB_UPPER});
+  ASSERT_EQ(restore(), 0);
+  EXPECT_EQ(submodel->idxBigDual[0], 1);
+  EXPECT_EQ(submodel->idxRowSub[0], 1);
+  EXPECT_EQ(submodel->idxBigVar[0], 1);
+  EXPECT_EQ(submodel->idxColSub[0], 1);
+  EXPECT_EQ(submodel->idxBoundSub[0], 1);
+  EXPECT_EQ(submodel->statusBoundSub[1], SUB_UPPER);
+}
+
 TEST_F(Restoration, AColumnFixedAtNeitherBoundIsAnError) {
   makePoint();
   bigColumns({0});

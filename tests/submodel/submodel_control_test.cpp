@@ -538,6 +538,7 @@ TEST_F(SubModelControl, EndOfARunWithBothDualKindsGoesInVitro) {
   ipm->stopState = STOP_NOW;
   EXPECT_EQ(control(), 1003);
   EXPECT_EQ(plans(), (Ints{0, 0, 0, 2, 2}));
+  EXPECT_EQ(ipm->stopState, STOP_ITERATE) << "the reduction is iterated on";
 }
 
 TEST_F(SubModelControl, EndOfARunDoesNotWishForUntouchableKinds) {

@@ -324,6 +324,10 @@ TEST_F(Presolve, ProcessedCountSeparatesFreeFromRelaxable) {
   EXPECT_EQ(p->preRoute, PREROUTE_FREE);
   EXPECT_EQ(countProcessedFreeVar(&env, &m.model, &option, p, &hub), 0);
   EXPECT_EQ(hub.numFreeVar, 1) << "a second count starts from zero";
+  for (int count = 0; count < 2; ++count) {
+    EXPECT_EQ(countFreeVar(&env, &m.model, &option, p, &hub), 0);
+    EXPECT_EQ(hub.numFreeVar, 4) << "so does that of the model as it came";
+  }
   // A bound that moved by less than the tolerance is the user's.
   m.a.lower[3] = -5 - 0.5e-6;
   EXPECT_EQ(countProcessedFreeVar(&env, &m.model, &option, p, &hub), 0);
