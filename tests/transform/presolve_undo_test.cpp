@@ -133,6 +133,34 @@ TEST_F(Undo, EquationThatConfirmsABoundLeavesItsSetter) {
   EXPECT_GE(m.a.solDual[1], 0.0);
 }
 
+// x + y <= 4 bounds both columns from above; x >= 4 then fixes x, and what is left of the row bounds y by 0.
+TEST_F(Undo, RowThatBoundsTwoColumnsServesBoth) {
+  TestModel m("LG", {4, 4}, {}, {{-3, 0, kInf, {{0, 1}, {1, 1}}}, {-2, 0, kInf, {{0, 1}}}});
+  ASSERT_EQ(run(m), 1);
+  ASSERT_EQ(p->rowMap[0], ROWMAP_UPPER);
+  ASSERT_EQ(p->ubMap[0], 0);
+  ASSERT_EQ(p->ubMap[1], 0);
+  ASSERT_EQ(back(), 0);
+  EXPECT_EQ(m.a.solPrimal[0], 4.0);
+  EXPECT_EQ(m.a.solPrimal[1], 0.0);
+  EXPECT_DOUBLE_EQ(m.a.solDual[0], -3.0);
+  EXPECT_EQ(m.a.solDual[1], 0.0);
+  EXPECT_DOUBLE_EQ(in->lowerDual[1], 1.0);
+}
+
+// The row bounds x and is left without elements; its dual is not 0 for all that.
+TEST_F(Undo, EmptyRowThatSetABoundTakesItsDual) {
+  TestModel m("LGL", {8, 8, 0}, {}, {{-3, 0, kInf, {{0, 1}, {1, 1}}}, {2, 0, kInf, {{0, 1}, {2, 1}}}});
+  ASSERT_EQ(run(m), 1);
+  ASSERT_EQ(p->rowMap[0], ROWMAP_EMPTY);
+  ASSERT_EQ(p->ubMap[0], 0);
+  ASSERT_EQ(back(), 0);
+  EXPECT_EQ(m.a.solPrimal[0], 8.0);
+  EXPECT_DOUBLE_EQ(m.a.solDual[0], -3.0);
+  EXPECT_EQ(m.a.solDual[1], 0.0);
+  EXPECT_DOUBLE_EQ(in->lowerDual[1], 5.0);
+}
+
 TEST_F(Undo, BoundMovedByLessThanTheToleranceKeepsItsDual) {
   TestModel m("GL", {10 + 1e-6, 30}, {}, {{2, 5, kInf, {{0, 2}, {1, 1}}}, {-1, 0, kInf, {{1, 1}}}});
   ASSERT_EQ(run(m), 0);
