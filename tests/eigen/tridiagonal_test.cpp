@@ -152,6 +152,19 @@ TEST(TridiagonalSolvers, ResidualOrthogonalityAndValuesAgree) {
   }
 }
 
+TEST(TridiagonalSolvers, CouplingsBelowRoundingDeflateEveryColumnOfAMerge) {
+  for (int n : {26, 60, 120}) {
+    const VectorXd d = VectorXd::LinSpaced(n, 1.0, 3.0);
+    VectorXd values = d;
+    VectorXd off = VectorXd::Constant(n, 1e-20);
+    std::vector<double> work(static_cast<size_t>(qz::divideAndConquerWorkEntries(n)));
+    MatrixXd q = MatrixXd::Constant(n, n, -7e33);
+    ASSERT_EQ(qz::DivideAndConquer(n, values.data(), off.data(), q.data(), n, work.data()), 0);
+    EXPECT_TRUE(values == d);
+    EXPECT_TRUE(q.cwiseAbs() == MatrixXd::Identity(n, n));
+  }
+}
+
 TEST(TridiagonalSolvers, FailureIsCountedNotLooped) {
   const double nan = std::nan("");
   std::vector<double> work(40);
