@@ -10,6 +10,8 @@ namespace {
 constexpr int kOutOfMemory = -99;
 constexpr int kRoomPerElement = 3;  // guess of the fill-in
 constexpr int kRoomAtLeast = 20000;
+constexpr int kSingular = -1;
+constexpr double kStrictPivoting = 0.95;
 
 void copyOut(CoinIndexedVector& from, int32_t count, double* to) {
   std::fill_n(to, count, 0.0);
@@ -45,11 +47,7 @@ int32_t BasisFactor::factor(Array<int32_t>& head, Array<char>& rowIsCovered) {
       elementColumn_.push_back(k);
       element_.push_back(value);
     });
-  position_.assign(numRow, -1);
-  const int room = kRoomPerElement * (element_.size() + numRow) + kRoomAtLeast;
-  const int status = factor_.factorize(numRow, numRow, element_.size(), room, room, elementRow_.data(),
-                                       elementColumn_.data(), element_.data(), position_.data());
-  if (status == kOutOfMemory) throw std::bad_alloc();
+  if (!factorElements()) dropOneColumn(head);
   rowIsCovered.assign(numRow, 0);
   int32_t rank = 0;
   for (int32_t k = 0; k < head.size(); ++k) {
@@ -66,6 +64,30 @@ int32_t BasisFactor::factor(Array<int32_t>& head, Array<char>& rowIsCovered) {
   std::copy(elementRow_.begin(), elementRow_.end(), head.begin());
   factor_.goSparse();
   return rank;
+}
+
+bool BasisFactor::factorElements() {
+  const double usual = factor_.pivotTolerance();
+  for (const double tolerance : {usual, kStrictPivoting}) {
+    factor_.pivotTolerance(tolerance);
+    const int32_t numRow = program_.numRow;
+    position_.assign(numRow, -1);
+    const int room = kRoomPerElement * (element_.size() + numRow) + kRoomAtLeast;
+    const int status = factor_.factorize(numRow, numRow, element_.size(), room, room, elementRow_.data(),
+                                         elementColumn_.data(), element_.data(), position_.data());
+    factor_.pivotTolerance(usual);
+    if (status == kOutOfMemory) throw std::bad_alloc();
+    if (status != kSingular || std::find(position_.begin(), position_.end(), -1) != position_.end()) return true;
+  }
+  return false;
+}
+
+void BasisFactor::dropOneColumn(const Array<int32_t>& head) {
+  for (int32_t k = head.size() - 1; k >= 0; --k) {
+    if (head[k] >= program_.numCol) continue;
+    position_[k] = -1;
+    return;
+  }
 }
 
 CoinIndexedVector& BasisFactor::solveColumn(int32_t j) {

@@ -33,6 +33,12 @@ class BasisFactor {
  private:
   static constexpr int kMostUpdates = 100;
 
+  // Factors what stands in the element arrays and fills position_, with -1 for dependent columns; strictly pivoted when
+  // the usual way fails. False: the library calls the basis singular and names no column.
+  bool factorElements();
+  // Names one: any structural column will do, since a basis of logical variables alone is never singular.
+  void dropOneColumn(const Array<int32_t>& head);
+
   const Program& program_;
   CoinFactorization factor_;
   CoinIndexedVector work_;    // zero between calls

@@ -175,4 +175,9 @@ TEST_F(CrossoverCollection, ShortListWithNormalEquationsAndOwnPresolve) {
     checkCrossover(std::string("lp/netlib/").append(name).append(".mps.bz2"), {{"method", 1}, {"presolve", 0}});
 }
 
+// On its way the library calls a basis singular and names no column that is dependent.
+TEST_F(CrossoverCollection, SingularBasisWithoutANamedColumn) {
+  checkCrossover("lp/netlib/pilot87.mps.bz2");
+}
+
 }  // namespace
