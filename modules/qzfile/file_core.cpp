@@ -3,6 +3,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "sibling_module.h"
+
 namespace {
 
 QzHostTable* host = nullptr;
@@ -73,25 +75,6 @@ QzFile* openFile(QzModule* module, const wchar_t* name, int64_t nameLength, cons
   return &self->file;
 }
 
-int32_t getReqVersion(QzModule*, int32_t* major, int32_t* minor, int32_t* fix) {
-  *major = 5;
-  *minor = 1;
-  *fix = 1;
-  return 0;
-}
-
-int32_t getVersion(QzModule*, int32_t* major, int32_t* minor, int32_t* fix) {
-  *major = 1;
-  *minor = 0;
-  *fix = 0;
-  return 0;
-}
-
-int32_t realDestroy(QzModule* module) {
-  if (module != nullptr) module->pool->destroy(module->pool);  // the object lies in it
-  return 0;
-}
-
 }  // namespace
 
 int32_t qzfile_core_extent(QzHostTable* handle) {
@@ -100,21 +83,8 @@ int32_t qzfile_core_extent(QzHostTable* handle) {
 }
 
 QzModule* qzfile_core_make(void* /*any*/, QzPool* parent) {
-  if (host == nullptr) return nullptr;
-  QzPoolParameters parameters{};
-  QzPool* pool = host->createPool(host, &parameters, parent, L"QZFILE POOL", 0, 0);
-  if (pool == nullptr) return nullptr;
-  auto* module = static_cast<QzModule*>(pool->allocate(pool, sizeof(QzFileModule), QZ_POOL_ZERO));
-  if (module == nullptr) {
-    pool->destroy(pool);
-    return nullptr;
-  }
-  std::memcpy(module->tag, "nevo", sizeof(module->tag));
-  module->getReqVersion = getReqVersion;
-  module->getVersion = getVersion;
-  module->realDestroy = realDestroy;
-  module->pool = pool;
-  reinterpret_cast<QzFileModule*>(module)->open = openFile;
+  QzModule* module = qz::makeSibling(host, parent, L"QZFILE POOL", sizeof(QzFileModule));
+  if (module != nullptr) reinterpret_cast<QzFileModule*>(module)->open = openFile;
   return module;
 }
 

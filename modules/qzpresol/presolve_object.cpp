@@ -4,6 +4,7 @@
 #include "scaling.h"
 #include "shell/log.h"
 #include "shell/pool.h"
+#include "sibling_module.h"
 
 namespace qzpresol {
 
@@ -130,45 +131,11 @@ void* createObject() {
   return object;
 }
 
-int32_t writeVersion(int32_t major, int32_t minor, int32_t fix, int32_t* outMajor, int32_t* outMinor, int32_t* outFix) {
-  *outMajor = major;
-  *outMinor = minor;
-  *outFix = fix;
-  return 0;
-}
-
-int32_t requiredVersion(QzModule*, int32_t* major, int32_t* minor, int32_t* fix) {
-  return writeVersion(5, 1, 1, major, minor, fix);
-}
-
-int32_t moduleVersion(QzModule*, int32_t* major, int32_t* minor, int32_t* fix) {
-  return writeVersion(1, 0, 0, major, minor, fix);
-}
-
-int32_t destroyModule(QzModule* module) {
-  if (module != nullptr) module->pool->destroy(module->pool);
-  return 0;
-}
-
 }  // namespace
 
 QzModule* makeModule(QzPool* parent) {
-  if (hostTable == nullptr) return nullptr;
-  QzPoolParameters parameters{};
-  QzPool* pool = hostTable->createPool(hostTable, &parameters, parent, L"QZPRESOL POOL", 0, 0);
-  if (pool == nullptr) return nullptr;
-  auto* module = qz::poolAllocateZero<QzModule>(pool, 1);
-  if (module == nullptr) {
-    pool->destroy(pool);
-    return nullptr;
-  }
-  const char tag[4] = {'n', 'e', 'v', 'o'};
-  for (int k = 0; k < 4; ++k) module->tag[k] = tag[k];
-  module->getReqVersion = requiredVersion;
-  module->getVersion = moduleVersion;
-  module->realDestroy = destroyModule;
-  module->pool = pool;
-  module->create_instance = createObject;
+  QzModule* module = qz::makeSibling(hostTable, parent, L"QZPRESOL POOL", sizeof(QzModule));
+  if (module != nullptr) module->create_instance = createObject;
   return module;
 }
 
