@@ -145,7 +145,7 @@ bool loadShared(const std::string& path, const std::string& name, Loaded& out) {
   std::stringstream folders(path);
   for (std::string folder; std::getline(folders, folder, ':');) {
     if (folder.empty()) continue;
-    const std::string file = folder + "/" + name + ".so";
+    const std::string file = folder.append("/").append(name).append(".so");
     void* library = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (library == nullptr) {
       const char* text = dlerror();

@@ -34,6 +34,7 @@ std::vector<std::string> usableNames(const std::vector<std::string>& names, int3
   for (const std::string& name : names) usable = usable && isPlainName(name) && seen.insert(name).second;
   if (usable) return names;
   std::vector<std::string> numbered;
+  numbered.reserve(static_cast<size_t>(count));
   for (int32_t k = 0; k < count; ++k) numbered.push_back(joined(letter, std::to_string(k + 1)));
   return numbered;
 }

@@ -187,7 +187,7 @@ void crossCheck(Control& control) {
   Model* model = control.model;
   const bool claimed = model->status == QZ_STATUS_INFEASIBLE_ALIAS || model->status == QZ_STATUS_BOTH_INFEASIBLE ||
                        model->status == QZ_STATUS_DUAL_INFEASIBLE || model->status == QZ_STATUS_PRIMAL_INFEASIBLE;
-  if (!claimed) return;
+  if (!claimed || control.ipm == nullptr) return;
   model->status = statusByRays(model, control.solution->primal, control.solution->dual, control.option->infinityValue,
                                control.ipm->workReal1, model->status);
   model->status = crossCheckInfeasible(model, model->dualInfeas, control.option->tolDual, control.option->infinityValue,
