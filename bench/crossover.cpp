@@ -12,12 +12,12 @@
 #include <string>
 #include <vector>
 
+#include "model_files/model_file.h"
 #include "qzlp.h"
-#include "qzlp/model_file.h"
 
 namespace {
 
-using qzlpApp::ModelFile;
+using qzfiles::ModelFile;
 
 struct Choices {
   double seconds = 60.0;
@@ -99,7 +99,7 @@ int main(int argc, char** argv) {
   std::printf("%-40s %8s %6s %9s %9s %9s %9s %s\n", "model", "rows", "ipm", "crossover", "dual", "seconds", "seconds",
               "objectives");
   for (const std::string& file : choices.files) {
-    const ModelFile model = qzlpApp::readModelFile(file);
+    const ModelFile model = qzfiles::readModelFile(file);
     if (model.numRow() < choices.rows) continue;
     const Run mine = crossOver(model, choices.seconds);
     const Run theirs = solveByDualSimplex(model, choices.seconds);

@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <stdexcept>
 
-#include "qzlp/model_file.h"
+#include "model_files/model_file.h"
 
 namespace qzbench {
 namespace {
@@ -55,7 +55,7 @@ Graph mesh(const std::string& size, bool diagonals) {
 }
 
 Graph augmentedSystem(const std::string& path) {
-  const qzlpApp::ModelFile model = qzlpApp::readModelFile(path);
+  const qzfiles::ModelFile model = qzfiles::readModelFile(path);
   int32_t columns = model.numCol();
   for (const char sense : model.rowSense) columns += sense != 'E' ? 1 : 0;
   std::vector<std::pair<int32_t, int32_t>> edges;
@@ -72,7 +72,7 @@ Graph augmentedSystem(const std::string& path) {
 }
 
 Graph normalEquations(const std::string& path) {
-  const qzlpApp::ModelFile model = qzlpApp::readModelFile(path);
+  const qzfiles::ModelFile model = qzfiles::readModelFile(path);
   const int32_t rows = model.numRow();
   std::vector<Array> columnsOf(at(rows));
   for (int32_t j = 0; j < model.numCol(); ++j) {

@@ -3,10 +3,12 @@
 
 #include <cstdio>
 
-#include "model_file.h"
+#include "model_files/model_file.h"
 #include "qzlp.h"
 
 namespace qzlpApp {
+
+using qzfiles::ModelFile;
 
 // Writes the basis of the last solve in the MPS basis format. Each basic column stands in a line with a row that is not
 // basic: XL when the row is at its lower side, XU at its upper one. UL names a column at its upper bound, with its

@@ -9,13 +9,14 @@
 #include "arguments.h"
 #include "basis_file.h"
 #include "interrupt.h"
-#include "model_file.h"
-#include "mps_writer.h"
+#include "model_files/model_file.h"
+#include "model_files/mps_writer.h"
 #include "report.h"
 
 namespace {
 
 using namespace qzlpApp;
+using qzfiles::ModelFileError;
 
 struct Closer {
   void operator()(qzlp* lp) const { qzlp_destroy(lp); }
@@ -90,7 +91,7 @@ bool openOutput(const std::string& path, OutputFile& file) {
 int exportModel(const Arguments& arguments, const ModelFile& model) {
   OutputFile file;
   if (!openOutput(arguments.exportFile, file)) return exitBadInput;
-  if (!writeMps(file.get(), model)) return complain("could not be written to its end", arguments.exportFile);
+  if (!qzfiles::writeMps(file.get(), model)) return complain("could not be written to its end", arguments.exportFile);
   return exitOptimal;
 }
 
@@ -128,7 +129,7 @@ int run(int argc, const char* const* argv) {
   if (!arguments) return exitCode;
   try {
     const auto start = std::chrono::steady_clock::now();
-    const ModelFile model = readModelFile(arguments->file);
+    const ModelFile model = qzfiles::readModelFile(arguments->file);
     const std::chrono::duration<double> readTime = std::chrono::steady_clock::now() - start;
     if (!arguments->exportFile.empty()) return exportModel(*arguments, model);
     return solve(*arguments, model, readTime.count());

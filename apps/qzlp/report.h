@@ -4,10 +4,12 @@
 #include <cstdio>
 #include <string>
 
-#include "model_file.h"
+#include "model_files/model_file.h"
 #include "qzlp.h"
 
 namespace qzlpApp {
+
+using qzfiles::ModelFile;
 
 // The answer of a solve as it is reported.
 struct Outcome {

@@ -17,8 +17,8 @@ using qztest::TemporaryFile;
 using Handle = std::unique_ptr<qzlp, void (*)(qzlp*)>;
 
 // The model with names in the arrays of a model file.
-qzlpApp::ModelFile named(const models::LinearProgram& program) {
-  qzlpApp::ModelFile model;
+qzfiles::ModelFile named(const models::LinearProgram& program) {
+  qzfiles::ModelFile model;
   model.name = "GENERATED";
   for (int j = 0; j < program.numCol(); ++j) model.colNames.push_back(std::string("C").append(std::to_string(j)));
   for (int i = 0; i < program.numRow(); ++i) model.rowNames.push_back(std::string("ROW").append(std::to_string(i)));
@@ -42,7 +42,7 @@ void load(const models::LinearProgram& program, ClpSimplex& simplex) {
                       program.value.data(), program.lower.data(), program.upper.data(), program.cost.data(),
                       program.rowLower.data(), program.rowUpper.data());
   simplex.setOptimizationDirection(program.sense);
-  const qzlpApp::ModelFile names = named(program);
+  const qzfiles::ModelFile names = named(program);
   simplex.copyNames(names.rowNames, names.colNames);
 }
 

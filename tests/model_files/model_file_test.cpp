@@ -1,5 +1,5 @@
 // Reading of model files: what a file says is what the solver gets, and what is wrong with a file is told in words.
-#include "qzlp/model_file.h"
+#include "model_files/model_file.h"
 
 #include <bzlib.h>
 #include <gtest/gtest.h>
@@ -15,14 +15,14 @@
 
 namespace {
 
-using qzlpApp::ModelFile;
-using qzlpApp::ModelFileError;
+using qzfiles::ModelFile;
+using qzfiles::ModelFileError;
 using qztest::TemporaryFile;
 
 constexpr double none = std::numeric_limits<double>::infinity();
 
 ModelFile readText(const std::string& text, const std::string& ending = ".mps") {
-  return qzlpApp::readModelText(std::string("model").append(ending), qzlpApp::decompressedText(text));
+  return qzfiles::readModelText(std::string("model").append(ending), qzfiles::decompressedText(text));
 }
 
 // The words of the error, or "" when the file is read.
@@ -486,14 +486,14 @@ TEST(LpFile, Errors) {
 }
 
 TEST(AnyFile, OnDisk) {
-  EXPECT_EQ(qzlpApp::readModelFile(example("diet.mps")).numCol(), 3);
+  EXPECT_EQ(qzfiles::readModelFile(example("diet.mps")).numCol(), 3);
   const TemporaryFile packed(".lp.gz", fileText(example("workshop.lp")));
-  EXPECT_EQ(qzlpApp::readModelFile(packed.path()).numCol(), 2) << "not compressed in spite of its name";
+  EXPECT_EQ(qzfiles::readModelFile(packed.path()).numCol(), 2) << "not compressed in spite of its name";
 }
 
 TEST(AnyFile, AMissingFileAndAFolder) {
-  EXPECT_THROW((void)qzlpApp::readModelFile("/nowhere/at/all.mps"), ModelFileError);
-  EXPECT_THROW((void)qzlpApp::readModelFile("/tmp"), ModelFileError);
+  EXPECT_THROW((void)qzfiles::readModelFile("/nowhere/at/all.mps"), ModelFileError);
+  EXPECT_THROW((void)qzfiles::readModelFile("/tmp"), ModelFileError);
 }
 
 std::string gzipped(const std::string& text) {
@@ -586,7 +586,7 @@ TEST(Collections, TheReadingAgreesWithThatOfCoinUtilsAlone) {
   for (const auto& entry : std::filesystem::directory_iterator(std::string(data).append("/lp/netlib"))) {
     if (entry.file_size() > 60000) continue;
     SCOPED_TRACE(entry.path().string());
-    const ModelFile model = qzlpApp::readModelFile(entry.path().string());
+    const ModelFile model = qzfiles::readModelFile(entry.path().string());
     const models::LinearProgram other = models::readMpsFile(entry.path().string());
     ASSERT_EQ(model.numRow(), other.numRow());
     ASSERT_EQ(model.numCol(), other.numCol());

@@ -1,4 +1,4 @@
-#include "model_file.h"
+#include "model_files/model_file.h"
 
 #include <algorithm>
 #include <array>
@@ -12,10 +12,10 @@
 #include <cstring>
 #include <limits>
 
-#include "number_text.h"
-#include "text_model.h"
+#include "model_files/number_text.h"
+#include "model_files/text_model.h"
 
-namespace qzlpApp {
+namespace qzfiles {
 
 namespace {
 
@@ -325,4 +325,4 @@ ModelFile readModelText(const std::string& path, const std::string& content) {
   return model;
 }
 
-}  // namespace qzlpApp
+}  // namespace qzfiles

@@ -6,11 +6,11 @@
 #include <unordered_map>
 #include <utility>
 
-#include "file_text.h"
-#include "number_text.h"
-#include "text_model.h"
+#include "model_files/file_text.h"
+#include "model_files/number_text.h"
+#include "model_files/text_model.h"
 
-namespace qzlpApp {
+namespace qzfiles {
 
 namespace {
 
@@ -427,4 +427,4 @@ TextModel parseMps(const std::string& text) {
   return MpsParser(text).parse();
 }
 
-}  // namespace qzlpApp
+}  // namespace qzfiles

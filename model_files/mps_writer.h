@@ -3,9 +3,9 @@
 
 #include <cstdio>
 
-#include "model_file.h"
+#include "model_files/model_file.h"
 
-namespace qzlpApp {
+namespace qzfiles {
 
 // The whole model in free MPS form: sense, constant, rows, columns, ranges, bounds, the quadratic
 // objective. Numbers are the shortest that give
@@ -13,4 +13,4 @@ namespace qzlpApp {
 // format would misread), all names of its kind are numbered instead. False when not all of it reached the file.
 bool writeMps(std::FILE* file, const ModelFile& model);
 
-}  // namespace qzlpApp
+}  // namespace qzfiles

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-namespace qzlpApp {
+namespace qzfiles {
 
 struct TextRow {
   std::string name;
@@ -60,4 +60,4 @@ struct TextModel {
 TextModel parseMps(const std::string& text);
 TextModel parseLp(const std::string& text);
 
-}  // namespace qzlpApp
+}  // namespace qzfiles

@@ -1,5 +1,5 @@
 // What is written comes back when it is read: every number, sense, bound and name.
-#include "qzlp/mps_writer.h"
+#include "model_files/mps_writer.h"
 
 #include <gtest/gtest.h>
 
@@ -9,12 +9,12 @@
 #include <set>
 #include <sstream>
 
-#include "qzlp/number_text.h"
+#include "model_files/number_text.h"
 #include "qzlp/temporary_file.h"
 
 namespace {
 
-using qzlpApp::ModelFile;
+using qzfiles::ModelFile;
 using qztest::TemporaryFile;
 
 constexpr double none = std::numeric_limits<double>::infinity();
@@ -22,7 +22,7 @@ constexpr double none = std::numeric_limits<double>::infinity();
 std::string written(const ModelFile& model) {
   const TemporaryFile path(".mps");
   std::FILE* file = std::fopen(path.path().c_str(), "w");
-  EXPECT_TRUE(qzlpApp::writeMps(file, model));
+  EXPECT_TRUE(qzfiles::writeMps(file, model));
   std::fclose(file);
   return path.read();
 }
@@ -98,7 +98,7 @@ ModelFile everyKind() {
 
 TEST(MpsWriter, EveryKindOfRowAndBoundComesBack) {
   const ModelFile model = everyKind();
-  const ModelFile back = qzlpApp::readModelText("model.mps", written(model));
+  const ModelFile back = qzfiles::readModelText("model.mps", written(model));
   expectSame(model, back);
   EXPECT_EQ(back.name, "kinds");
   EXPECT_TRUE(back.notes.empty());
@@ -129,7 +129,7 @@ TEST(MpsWriter, RandomNumbersKeepAllTheirDigits) {
   }
   nameAll(model);
   const std::string text = written(model);
-  const ModelFile back = qzlpApp::readModelText("model.mps", text);
+  const ModelFile back = qzfiles::readModelText("model.mps", text);
   EXPECT_EQ(back.rowIndex, model.rowIndex);
   expectClose(model.matValue, back.matValue);
   expectClose(model.obj, back.obj);
@@ -140,7 +140,7 @@ TEST(MpsWriter, RandomNumbersKeepAllTheirDigits) {
   std::istringstream words(text);
   for (std::string word; words >> word;) {
     double read = 0.0;
-    if (qzlpApp::parseNumber(word, read)) numbers.insert(read);
+    if (qzfiles::parseNumber(word, read)) numbers.insert(read);
   }
   for (const std::vector<double>* values : {&model.matValue, &model.obj, &model.rhs, &model.lower, &model.upper})
     for (const double value : *values) EXPECT_EQ(numbers.count(value), 1u) << value;
@@ -153,7 +153,7 @@ TEST(MpsWriter, NamesThatCannotStandAreNumbered) {
     model.rowNames[2] = "same";
     model.colNames[3] = bad;
     model.colNames[4] = "same";
-    const ModelFile back = qzlpApp::readModelText("model.mps", written(model));
+    const ModelFile back = qzfiles::readModelText("model.mps", written(model));
     EXPECT_EQ(back.rowNames[1], "R2") << bad;
     EXPECT_EQ(back.colNames[3], "C4") << bad;
     EXPECT_EQ(back.matValue, model.matValue) << bad;
@@ -163,7 +163,7 @@ TEST(MpsWriter, NamesThatCannotStandAreNumbered) {
 TEST(MpsWriter, ARowNamedLikeTheObjectiveIsNumbered) {
   ModelFile model = everyKind();
   model.rowNames[0] = "OBJECTIVE";
-  EXPECT_EQ(qzlpApp::readModelText("model.mps", written(model)).rowNames[0], "R1");
+  EXPECT_EQ(qzfiles::readModelText("model.mps", written(model)).rowNames[0], "R1");
 }
 
 TEST(MpsWriter, ModelsWithoutRowsOrColumns) {
@@ -171,11 +171,11 @@ TEST(MpsWriter, ModelsWithoutRowsOrColumns) {
   rows.colBegin = {0};
   addRow(rows, 'G', 1.0);
   rows.rowNames = {"r"};
-  EXPECT_EQ(qzlpApp::readModelText("model.mps", written(rows)).rhs, rows.rhs);
+  EXPECT_EQ(qzfiles::readModelText("model.mps", written(rows)).rhs, rows.rhs);
   ModelFile columns;
   addColumn(columns, 2.0, -1.0, 4.0, {});
   columns.colNames = {"c"};
-  const ModelFile back = qzlpApp::readModelText("model.mps", written(columns));
+  const ModelFile back = qzfiles::readModelText("model.mps", written(columns));
   EXPECT_EQ(back.obj, columns.obj);
   EXPECT_EQ(back.lower, columns.lower);
 }
@@ -183,15 +183,15 @@ TEST(MpsWriter, ModelsWithoutRowsOrColumns) {
 TEST(MpsWriter, FullDeviceIsTold) {
   std::FILE* full = std::fopen("/dev/full", "w");
   if (full == nullptr) GTEST_SKIP() << "no device that is full";
-  EXPECT_FALSE(qzlpApp::writeMps(full, everyKind()));
+  EXPECT_FALSE(qzfiles::writeMps(full, everyKind()));
   std::fclose(full);
 }
 
 TEST(MpsWriter, AQuadraticObjectiveComesBack) {
   for (const char* name : {"portfolio.lp", "pricing.qps"}) {
-    const ModelFile model = qzlpApp::readModelFile(std::string(QZ_EXAMPLES "/").append(name));
+    const ModelFile model = qzfiles::readModelFile(std::string(QZ_EXAMPLES "/").append(name));
     ASSERT_TRUE(model.isQuadratic());
-    expectSame(model, qzlpApp::readModelText("written.mps", written(model)));
+    expectSame(model, qzfiles::readModelText("written.mps", written(model)));
   }
 }
 

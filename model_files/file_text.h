@@ -4,7 +4,7 @@
 #include <stdexcept>
 #include <string>
 
-namespace qzlpApp {
+namespace qzfiles {
 
 // What is wrong with a file, in words that follow "FILE: ".
 class ModelFileError : public std::runtime_error {
@@ -18,4 +18,4 @@ std::string readFileText(const std::string& path);
 // The same for the bytes of a file.
 std::string decompressedText(std::string bytes);
 
-}  // namespace qzlpApp
+}  // namespace qzfiles

@@ -17,11 +17,11 @@
 #include <unordered_set>
 #include <utility>
 
-#include "file_text.h"
-#include "number_text.h"
-#include "text_model.h"
+#include "model_files/file_text.h"
+#include "model_files/number_text.h"
+#include "model_files/text_model.h"
 
-namespace qzlpApp {
+namespace qzfiles {
 
 namespace {
 
@@ -503,4 +503,4 @@ TextModel parseLp(const std::string& text) {
   return model;
 }
 
-}  // namespace qzlpApp
+}  // namespace qzfiles

@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-namespace qzlpApp {
+namespace qzfiles {
 
 // Magnitudes from here up are infinite in bounds and sides, and refused elsewhere.
 constexpr double infinity = 1e20;
@@ -59,4 +59,4 @@ inline bool parseNumberOrInfinity(std::string_view text, double& value) {
   return true;
 }
 
-}  // namespace qzlpApp
+}  // namespace qzfiles

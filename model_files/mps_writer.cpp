@@ -1,4 +1,4 @@
-#include "mps_writer.h"
+#include "model_files/mps_writer.h"
 
 #include <array>
 #include <charconv>
@@ -6,9 +6,9 @@
 #include <string>
 #include <unordered_set>
 
-#include "number_text.h"
+#include "model_files/number_text.h"
 
-namespace qzlpApp {
+namespace qzfiles {
 
 namespace {
 
@@ -160,4 +160,4 @@ bool writeMps(std::FILE* file, const ModelFile& model) {
   return Writer(file, model).write() && std::fflush(file) == 0;
 }
 
-}  // namespace qzlpApp
+}  // namespace qzfiles

@@ -4,10 +4,10 @@
 #include <string>
 #include <vector>
 
-#include "file_text.h"
+#include "model_files/file_text.h"
 #include "qzlp.h"
 
-namespace qzlpApp {
+namespace qzfiles {
 
 // A linear or quadratic program in memory, with names. The matrix stands by columns, without zeros, and so does the
 // lower triangle of Q in the objective's 1/2 x'Qx, diagonal included.
@@ -44,4 +44,4 @@ ModelFile readModelFile(const std::string& path);
 // The same for the decompressed text of the file of that name.
 ModelFile readModelText(const std::string& path, const std::string& content);
 
-}  // namespace qzlpApp
+}  // namespace qzfiles

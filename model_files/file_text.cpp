@@ -1,4 +1,4 @@
-#include "file_text.h"
+#include "model_files/file_text.h"
 
 #include <bzlib.h>
 #include <sys/stat.h>
@@ -11,7 +11,7 @@
 #include <memory>
 #include <vector>
 
-namespace qzlpApp {
+namespace qzfiles {
 
 namespace {
 
@@ -125,4 +125,4 @@ std::string decompressedText(std::string bytes) {
   return text;
 }
 
-}  // namespace qzlpApp
+}  // namespace qzfiles
