@@ -20,6 +20,11 @@ Reduction* reductionOf(QzPresolveResult* result) {
   return reinterpret_cast<Reduction*>(result);
 }
 
+// The automatic mode reduces nothing yet; the same holds for modes that do not exist.
+int32_t levelOf(int32_t presolveMode) {
+  return presolveMode >= kLight && presolveMode <= kAll ? presolveMode : int32_t{kNoReduction};
+}
+
 void destroyObject(QzPresolveObject* object) {
   if (object != nullptr) object->pool->destroy(object->pool);
 }
@@ -36,8 +41,8 @@ void freeHandle(QzPresolveObject* object, void** field) {
 QzPresolveHandle* prepare(QzPresolveObject* object, LpOptions* options, int32_t* rc) {
   *rc = QZ_STATUS_OUT_OF_MEMORY;
   QzPool* pool = object->pool;
-  objectOf(object)->printLevel = options->printLevel;
-  objectOf(object)->tolPrimal = options->tolPrimal;
+  objectOf(object)->settings = {levelOf(options->presolveMode), options->tolPrimal, options->timeLimit,
+                                options->timeType, options->printLevel};
   auto* handle = qz::poolAllocateZero<QzPresolveHandle>(pool, 1);
   if (handle == nullptr) return nullptr;
   handle->settings = qz::poolAllocateZero<QzPresolveSettings>(pool, 1);
@@ -65,7 +70,7 @@ void freeResult(QzPresolveObject* object, QzPresolveResult** field) {
 
 // What the presolver settled alone is told here, since no engine reports on it.
 void reportOutcome(const Reduction& reduction) {
-  if (reduction.owner->printLevel == 0) return;
+  if (reduction.owner->settings.printLevel == 0) return;
   QzLog* log = reduction.owner->slots.log;
   switch (reduction.outcome) {
     case QZ_PRESOL_OPTIMAL:

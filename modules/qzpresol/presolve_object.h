@@ -2,26 +2,24 @@
 //
 // The module hands the solver a private, packed copy of the caller's model in the solver's own terms: a minimisation,
 // upper-case senses, no free row, no fixed column, no empty row and no empty column, with room behind every array for
-// the columns that the solver appends. The caller's arrays are only read until the answer is written into them.
+// the columns that the solver appends. At level 0 that is all; above it, the reductions of reductions.h go first. The
+// caller's arrays are only read until the answer is written into them.
 #pragma once
 
 #include <cstdint>
 
 #include "qzipsolve/presolve_module.h"
 #include "qzipsolve/status.h"
+#include "store_reduction.h"
 
 namespace qzpresol {
 
-inline constexpr double kInfinity = 1e20;     // magnitude from which a bound or right-hand side is infinite
-inline constexpr double kSmallest = 1e-20;    // elements below it count as zero
-inline constexpr double kFixedWidth = 1e-12;  // a column no wider is fixed at its lower bound
-inline constexpr int32_t kNoEngine = 1;       // result of reduce: nothing is left to solve
+inline constexpr int32_t kNoEngine = 1;  // result of reduce: nothing is left to solve
 
 // The object with what its prepare call noted.
 struct PresolveObject {
   QzPresolveObject slots;  // first: the solver holds its address
-  int32_t printLevel;
-  double tolPrimal;
+  ReducerSettings settings;
 };
 
 // One reduction.
@@ -39,10 +37,11 @@ struct Reduction {
   char* rowSense;       // caller's rows: E, L, G, R, or N for a free one; owned like all below
   double* rowLower;     // caller's rows: activity interval, later less the removed columns' share
   double* rowUpper;
-  int32_t* rowLength;  // caller's rows: elements in kept columns
-  int32_t* rowMap;     // caller's row to reduced row, -1 when removed
-  int32_t* colMap;     // caller's column to reduced column, -1 when removed
-  double* fixedValue;  // caller's columns: value of a removed one
+  int32_t* rowLength;     // caller's rows: elements in kept columns
+  int32_t* rowMap;        // caller's row to reduced row, -1 when removed
+  int32_t* colMap;        // caller's column to reduced column, -1 when removed
+  double* fixedValue;     // caller's columns: value of a removed one
+  StoreReduction* store;  // what the reductions leave for the postsolve; null at level 0
 };
 
 // The module object; null when memory is short.
@@ -52,7 +51,7 @@ QzModule* makeModule(QzPool* parent);
 [[nodiscard]] int32_t reduceRecord(Reduction& reduction);
 
 // Writes the answer into the caller's record: status, objective, iterations, the measures and the four arrays.
-void restoreRecord(const Reduction& reduction);
+void restoreRecord(Reduction& reduction);
 
 // Frees all arrays of the reduction, but not the record itself.
 void freeReduction(Reduction& reduction);

@@ -4,15 +4,14 @@
 #include <cmath>
 
 #include "presolve_object.h"
+#include "reduced_record.h"
 #include "shell/pool.h"
+#include "store.h"
+#include "store_reduction.h"
 
 namespace qzpresol {
 
 namespace {
-
-bool infinite(double value) {
-  return std::fabs(value) >= kInfinity;
-}
 
 char upperCase(char sense) {
   return sense >= 'a' && sense <= 'z' ? static_cast<char>(sense - 'a' + 'A') : sense;
@@ -111,6 +110,12 @@ bool classifyRows(Reduction& r) {
   return true;
 }
 
+bool boxesHold(const LpRecord& in) {
+  for (int32_t j = 0; j < in.numCol; ++j)
+    if (intervalEmpty(in.lower[j], in.upper[j])) return false;
+  return true;
+}
+
 void removeColumn(Reduction& r, int32_t j, double value) {
   r.colMap[j] = -1;
   r.fixedValue[j] = value;
@@ -146,7 +151,7 @@ bool settleEmptyRows(Reduction& r) {
   for (int32_t i = 0; i < r.caller->numRow; ++i) {
     if (r.rowMap[i] < 0 || r.rowLength[i] > 0) continue;
     const double rhs = infinite(r.caller->rhs[i]) ? 0.0 : r.caller->rhs[i];
-    const double tolerance = r.owner->tolPrimal * (1.0 + std::fabs(rhs));
+    const double tolerance = r.owner->settings.tolPrimal * (1.0 + std::fabs(rhs));
     if (r.rowLower[i] > tolerance || r.rowUpper[i] < -tolerance) return false;
     r.rowMap[i] = -1;
   }
@@ -182,19 +187,10 @@ bool settleEmptyColumns(Reduction& r) {
   return true;
 }
 
-// Numbers what stays, and counts it.
-void numberKept(Reduction& r) {
+// Numbers the columns that stay, and counts them.
+void numberColumns(Reduction& r) {
   const LpRecord& in = *r.caller;
   LpRecord& out = r.reduced;
-  for (int32_t i = 0; i < in.numRow; ++i) {
-    if (r.rowMap[i] < 0) continue;
-    r.rowMap[i] = out.numRow++;
-    const bool below = !infinite(r.rowLower[i]);
-    const bool above = !infinite(r.rowUpper[i]);
-    r.rowSense[i] = below && above ? 'R' : (above ? 'L' : 'G');
-    if (below && above && r.rowUpper[i] - r.rowLower[i] <= kFixedWidth) r.rowSense[i] = 'E';
-    if (r.rowSense[i] == 'R') ++r.numRange;
-  }
   for (int32_t j = 0; j < in.numCol; ++j) {
     if (r.colMap[j] < 0) continue;
     r.colMap[j] = out.numCol++;
@@ -205,65 +201,6 @@ void numberKept(Reduction& r) {
     if (in.lower[j] <= -kInfinity && in.upper[j] >= kInfinity) {
       ++r.numFree;
       r.numFreeCoef += length;
-    }
-  }
-}
-
-// Every array with room for what the solver appends: a slack column per range row, and a partner per free column.
-int32_t allocateReduced(Reduction& r) {
-  LpRecord& out = r.reduced;
-  QzPool* pool = r.pool;
-  const int64_t columns = int64_t{out.numCol} + r.numRange + r.numFree;
-  const int64_t elements = int64_t{out.numCoef} + r.numRange + r.numFreeCoef + out.numRow + columns;
-  out.matValue = qz::poolAllocate<double>(pool, elements);
-  out.rowIndex = qz::poolAllocate<int32_t>(pool, elements);
-  out.colBegin = qz::poolAllocateZero<int32_t>(pool, columns + 2);
-  out.colLength = qz::poolAllocateZero<int32_t>(pool, columns + 1);
-  out.obj = qz::poolAllocateZero<double>(pool, columns);
-  out.lower = qz::poolAllocateZero<double>(pool, columns);
-  out.upper = qz::poolAllocateZero<double>(pool, columns);
-  out.solPrimal = qz::poolAllocateZero<double>(pool, columns);
-  out.reducedCost = qz::poolAllocateZero<double>(pool, columns);
-  out.rhs = qz::poolAllocateZero<double>(pool, out.numRow);
-  out.range = qz::poolAllocateZero<double>(pool, out.numRow);
-  out.rowSense = qz::poolAllocateZero<char>(pool, out.numRow);
-  out.solDual = qz::poolAllocateZero<double>(pool, out.numRow);
-  out.rowActivity = qz::poolAllocateZero<double>(pool, out.numRow);
-  out.colBasis = qz::poolAllocateZero<uint8_t>(pool, out.numCol);
-  out.rowBasis = qz::poolAllocateZero<uint8_t>(pool, out.numRow);
-  const bool all = out.matValue != nullptr && out.rowIndex != nullptr && out.colBegin != nullptr &&
-                   out.colLength != nullptr && out.obj != nullptr && out.lower != nullptr && out.upper != nullptr &&
-                   out.solPrimal != nullptr && out.reducedCost != nullptr && out.rhs != nullptr &&
-                   out.range != nullptr && out.rowSense != nullptr && out.solDual != nullptr &&
-                   out.rowActivity != nullptr && out.colBasis != nullptr && out.rowBasis != nullptr;
-  return all ? QZ_STATUS_OK : QZ_STATUS_OUT_OF_MEMORY;
-}
-
-void copyRows(Reduction& r) {
-  LpRecord& out = r.reduced;
-  for (int32_t i = 0; i < r.caller->numRow; ++i) {
-    const int32_t to = r.rowMap[i];
-    if (to < 0) continue;
-    out.rowSense[to] = r.rowSense[i];
-    out.rhs[to] = r.rowSense[i] == 'G' ? r.rowLower[i] : r.rowUpper[i];
-    out.range[to] = r.rowSense[i] == 'R' ? r.rowUpper[i] - r.rowLower[i] : 0.0;
-  }
-}
-
-// Sorts the elements of a column by row, in place: Shell's method on the two arrays at once. Columns mostly arrive
-// sorted, and then this is one pass a gap.
-void sortColumn(int32_t length, int32_t* row, double* value) {
-  for (int32_t gap = length / 2; gap > 0; gap = gap == 2 ? 1 : static_cast<int32_t>(gap / 2.2)) {
-    for (int32_t k = gap; k < length; ++k) {
-      const int32_t keyRow = row[k];
-      const double keyValue = value[k];
-      int32_t p = k;
-      for (; p >= gap && row[p - gap] > keyRow; p -= gap) {
-        row[p] = row[p - gap];
-        value[p] = value[p - gap];
-      }
-      row[p] = keyRow;
-      value[p] = keyValue;
     }
   }
 }
@@ -306,9 +243,14 @@ int32_t reduceRecord(Reduction& r) {
   if (status != QZ_STATUS_OK) return status;
   if (!vectorsHold(in) || !matrixHolds(in, r.rowMap)) return settle(r, QZ_PRESOL_FAILED);
   r.objOffset = in.objSense * in.objConstant;
+  if (r.owner->settings.level != kNoReduction) {
+    if (!classifyRows(r) || !boxesHold(in)) return settle(r, QZ_PRESOL_PRIMAL_INFEASIBLE);
+    return reduceByStore(r);
+  }
   if (!classifyRows(r) || !classifyColumns(r) || !settleEmptyRows(r)) return settle(r, QZ_PRESOL_PRIMAL_INFEASIBLE);
   if (!settleEmptyColumns(r)) return settle(r, QZ_PRESOL_DUAL_INFEASIBLE);
-  numberKept(r);
+  numberRows(r);
+  numberColumns(r);
   if (r.reduced.numCoef == 0) return settle(r, QZ_PRESOL_OPTIMAL);
   status = allocateReduced(r);
   if (status != QZ_STATUS_OK) return status;

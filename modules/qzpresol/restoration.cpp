@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "presolve_object.h"
+#include "reduced_record.h"
 #include "shell/pool.h"
 
 namespace qzpresol {
@@ -20,6 +21,7 @@ bool readable(const Reduction& r) {
 
 // A column at its bound takes the caller's: the reduced one may have been rounded on its way through the solver.
 double primalOf(const Reduction& r, int32_t j) {
+  if (r.store != nullptr) return r.store->x[j];
   const int32_t reduced = r.outcome == 0 ? r.colMap[j] : -1;
   if (reduced < 0) return r.fixedValue[j];
   if (r.reduced.colBasis[reduced] == QZ_BASIS_LOWER) return r.caller->lower[j];
@@ -29,6 +31,7 @@ double primalOf(const Reduction& r, int32_t j) {
 
 // Duals are of the objective as the caller wrote it; a removed row does not bind and has dual 0.
 double dualOf(const Reduction& r, int32_t i) {
+  if (r.store != nullptr) return r.caller->objSense * r.store->y[i];
   const int32_t reduced = r.outcome == 0 ? r.rowMap[i] : -1;
   return reduced < 0 ? 0.0 : r.caller->objSense * r.reduced.solDual[reduced];
 }
@@ -59,12 +62,14 @@ void writeArrays(const Reduction& r) {
 
 // Whether there is a basis to bring back: the simplex module's, or the empty one of a model without elements.
 bool hasBasis(const Reduction& r) {
+  if (r.store != nullptr) return r.store->hasBasis;
   if (r.outcome != 0) return r.outcome == QZ_PRESOL_OPTIMAL;
   return r.reduced.numRow > 0 && r.reduced.rowBasis[0] != QZ_BASIS_NONE;
 }
 
 // A removed column stands at the bound that it was fixed at.
 uint8_t columnBasis(const Reduction& r, int32_t j) {
+  if (r.store != nullptr) return r.store->columnBasis[j];
   const LpRecord& in = *r.caller;
   const int32_t reduced = r.outcome == 0 ? r.colMap[j] : -1;
   if (reduced >= 0) return r.reduced.colBasis[reduced];
@@ -74,6 +79,7 @@ uint8_t columnBasis(const Reduction& r, int32_t j) {
 
 // A removed row does not bind: its activity is basic.
 uint8_t rowBasis(const Reduction& r, int32_t i) {
+  if (r.store != nullptr) return r.store->rowBasis[i];
   const int32_t reduced = r.outcome == 0 ? r.rowMap[i] : -1;
   return reduced >= 0 ? r.reduced.rowBasis[reduced] : uint8_t{QZ_BASIS_BASIC};
 }
@@ -107,7 +113,8 @@ void writeResults(const Reduction& r) {
 
 }  // namespace
 
-void restoreRecord(const Reduction& reduction) {
+void restoreRecord(Reduction& reduction) {
+  if (reduction.store != nullptr) restoreByStore(reduction);
   writeResults(reduction);
   if (readable(reduction)) writeArrays(reduction);
   writeBasis(reduction);
@@ -115,7 +122,6 @@ void restoreRecord(const Reduction& reduction) {
 
 void freeReduction(Reduction& r) {
   QzPool* pool = r.pool;
-  LpRecord& out = r.reduced;
   qz::poolFree(pool, r.rowSense);
   qz::poolFree(pool, r.rowLower);
   qz::poolFree(pool, r.rowUpper);
@@ -123,22 +129,8 @@ void freeReduction(Reduction& r) {
   qz::poolFree(pool, r.rowMap);
   qz::poolFree(pool, r.colMap);
   qz::poolFree(pool, r.fixedValue);
-  qz::poolFree(pool, out.matValue);
-  qz::poolFree(pool, out.rowIndex);
-  qz::poolFree(pool, out.colBegin);
-  qz::poolFree(pool, out.colLength);
-  qz::poolFree(pool, out.obj);
-  qz::poolFree(pool, out.lower);
-  qz::poolFree(pool, out.upper);
-  qz::poolFree(pool, out.solPrimal);
-  qz::poolFree(pool, out.reducedCost);
-  qz::poolFree(pool, out.rhs);
-  qz::poolFree(pool, out.range);
-  qz::poolFree(pool, out.rowSense);
-  qz::poolFree(pool, out.solDual);
-  qz::poolFree(pool, out.rowActivity);
-  qz::poolFree(pool, out.colBasis);
-  qz::poolFree(pool, out.rowBasis);
+  freeStoreReduction(pool, r.store);
+  freeReduced(r);
 }
 
 }  // namespace qzpresol
