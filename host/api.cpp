@@ -1,79 +1,21 @@
-// The C API: handles over an instance of the solver.
-#include <cmath>
+// The C API: the life of a handle, options, callbacks, the solve, and the host.
+#include <algorithm>
 #include <cstring>
 #include <memory>
-#include <new>
 #include <string>
 
-#include "host/api_model.h"
-#include "host/api_options.h"
+#include "host/api_handle.h"
 #include "host/builtin_modules.h"
 #include "host/loader.h"
-#include "host/log_sink.h"
 #include "host/option_store.h"
 #include "host/pools.h"
 #include "host/quadratic_solve.h"
 #include "host/service_table.h"
-#include "qzipsolve/instance.h"
 #include "qzipsolve/status.h"
-#include "qzlp.h"
 
 using namespace qzhost;
 
-struct qzlp {
-  LogSink sink;
-  QzModule* module = nullptr;
-  QzInstance* instance = nullptr;
-  LpOptions* options = nullptr;  // in the instance's pool
-  OptionValues values = defaultOptions();
-  std::unique_ptr<ModelData> model;
-  qzlp_breakCallback breakCallback = nullptr;
-  void* breakData = nullptr;
-  bool solved = false;   // the record holds an answer
-  bool solving = false;  // inside of qzlp_solve
-  std::string error;
-};
-
 namespace {
-
-thread_local std::string threadError;  // of calls without a handle
-
-constexpr const char* kShortOfMemory = "out of memory";
-
-int fail(std::string& place, int code, const std::string& text) {
-  place = text;
-  return code;
-}
-
-int fail(qzlp* lp, int code, const std::string& text) {
-  return fail(lp->error, code, text);
-}
-
-// Runs a call that changes a handle: no null, not from a callback, and no exception leaves.
-template <class Call>
-int guarded(qzlp* lp, Call call) {
-  if (lp == nullptr) return fail(threadError, QZLP_ERROR_ARGUMENT, "the handle is null");
-  if (lp->solving) return QZLP_ERROR_STATE;
-  try {
-    lp->error.clear();
-    return call();
-  } catch (const std::bad_alloc&) {
-    lp->error = kShortOfMemory;  // short enough to need no memory
-    return QZLP_ERROR_MEMORY;
-  }
-}
-
-// The same for a call without a handle.
-template <class Call>
-int guarded(Call call) {
-  try {
-    threadError.clear();
-    return call();
-  } catch (const std::bad_alloc&) {
-    threadError = kShortOfMemory;
-    return QZLP_ERROR_MEMORY;
-  }
-}
 
 // Makes the instance of a new handle. False with a text on failure.
 bool openSolver(qzlp* lp, std::string& error) {
@@ -101,7 +43,8 @@ void closeSolver(qzlp* lp) {
 
 int32_t askBreak(void* data) {
   auto* lp = static_cast<qzlp*>(data);
-  return lp->breakCallback(lp->breakData) != 0 ? 1 : 0;
+  if (lp->sink.stopAsked) return 1;
+  return lp->breakCallback != nullptr && lp->breakCallback(lp->breakData) != 0 ? 1 : 0;
 }
 
 int setOption(qzlp* lp, int index, const char* name, double value) {
@@ -120,6 +63,18 @@ int judge(qzlp* lp, int32_t status) {
   return fail(lp, QZLP_ERROR_MEMORY, lp->sink.lastError.empty() ? kShortOfMemory : lp->sink.lastError);
 }
 
+// Makes the solver ask and tell what the callbacks need.
+void connectCallbacks(qzlp* lp) {
+  LpRecord& record = lp->model->record;
+  const bool asks = lp->breakCallback != nullptr || lp->sink.progress != nullptr;
+  record.checkSolverBreak = asks ? askBreak : nullptr;
+  record.callerDataStruct = asks ? lp : nullptr;
+  lp->sink.begin(lp->options->printLevel, lp->options->logFrequency);
+  if (lp->sink.progress == nullptr) return;
+  lp->options->printLevel = std::max(lp->options->printLevel, kTableLevel);
+  lp->options->logFrequency = 1;
+}
+
 // A linear model goes through the module's entry, a quadratic one to the core.
 int32_t runSolver(qzlp* lp) {
   struct Solving {
@@ -127,36 +82,26 @@ int32_t runSolver(qzlp* lp) {
     explicit Solving(bool& itsFlag) : flag(itsFlag) { flag = true; }
     ~Solving() { flag = false; }
   } const solving(lp->solving);
-  if (!lp->model->quadratic.empty()) return solveQuadratic(*lp->model, lp->options, &lp->sink.log);
-  return lp->instance->iplpMain(lp->instance, &lp->model->record, lp->options);
+  const int32_t status = lp->model->quadratic.empty()
+                             ? lp->instance->iplpMain(lp->instance, &lp->model->record, lp->options)
+                             : solveQuadratic(*lp->model, lp->options, &lp->sink.log);
+  lp->sink.end();
+  return status;
 }
 
-int solve(qzlp* lp) {
-  if (lp->model == nullptr) return fail(lp, QZLP_ERROR_STATE, "no model was loaded");
-  LpRecord& record = lp->model->record;
-  clearAnswer(*lp->model);
+int solve(qzlp* lp, ModelData& model) {
+  LpRecord& record = model.record;
+  clearAnswer(model);
   lp->solved = false;
   lp->instance->resetLpOptions(lp->options);
   applyOptions(lp->values, lp->options);
-  record.checkSolverBreak = lp->breakCallback != nullptr ? askBreak : nullptr;
-  record.callerDataStruct = lp->breakCallback != nullptr ? lp : nullptr;
-  lp->sink.lastError.clear();
+  connectCallbacks(lp);
   clearLoaderError();
   const int32_t status = runSolver(lp);
   // The call's result leads; a solve that decided nothing has failed.
   record.status = status == QZ_STATUS_OK ? QZ_STATUS_FAILED : status;
   lp->solved = true;
   return judge(lp, status);
-}
-
-const LpRecord* answer(const qzlp* lp) {
-  return lp != nullptr && lp->solved ? &lp->model->record : nullptr;
-}
-
-// The arrays of a basis are full or empty as a whole, and each has one entry at least.
-bool hasBasis(const qzlp* lp) {
-  const LpRecord* record = answer(lp);
-  return record != nullptr && (record->rowBasis[0] != QZ_BASIS_NONE || record->colBasis[0] != QZ_BASIS_NONE);
 }
 
 std::wstring widened(const char* text) {
@@ -169,8 +114,17 @@ bool knownHostOption(const std::wstring& name) {
 
 }  // namespace
 
+std::string& qzhost::threadError() {
+  thread_local std::string text;
+  return text;
+}
+
 const char* qzlp_version(void) {
   return QZLP_VERSION;
+}
+
+int qzlp_abiVersion(void) {
+  return QZLP_ABI_VERSION;
 }
 
 qzlp* qzlp_create(void) {
@@ -178,7 +132,7 @@ qzlp* qzlp_create(void) {
   guarded([&made] {
     registerBuiltinModules();
     auto lp = std::make_unique<qzlp>();
-    if (openSolver(lp.get(), threadError)) {
+    if (openSolver(lp.get(), threadError())) {
       made = lp.release();
       return 0;
     }
@@ -195,38 +149,8 @@ void qzlp_destroy(qzlp* lp) {
 }
 
 const char* qzlp_error(const qzlp* lp) {
-  if (lp == nullptr) return threadError.c_str();
+  if (lp == nullptr) return threadError().c_str();
   return lp->solving ? "the handle is solving: it can't be changed from a callback" : lp->error.c_str();
-}
-
-int qzlp_loadModel(qzlp* lp, const qzlp_model* model) {
-  return guarded(lp, [lp, model] {
-    if (model == nullptr) return fail(lp, QZLP_ERROR_ARGUMENT, "the model is null");
-    auto data = std::make_unique<ModelData>();
-    const std::string error = takeModel(*model, *data);
-    if (!error.empty()) return fail(lp, QZLP_ERROR_MODEL, error);
-    lp->model = std::move(data);
-    lp->solved = false;
-    return static_cast<int>(QZLP_OK);
-  });
-}
-
-int qzlp_loadQuadratic(qzlp* lp, const qzlp_quadratic* quadratic) {
-  return guarded(lp, [lp, quadratic] {
-    if (lp->model == nullptr) return fail(lp, QZLP_ERROR_STATE, "no model was loaded");
-    const std::string error = takeQuadratic(quadratic, *lp->model);
-    if (!error.empty()) return fail(lp, QZLP_ERROR_MODEL, "quadratic part: " + error);
-    lp->solved = false;
-    return static_cast<int>(QZLP_OK);
-  });
-}
-
-int32_t qzlp_numRow(const qzlp* lp) {
-  return lp != nullptr && lp->model != nullptr ? lp->model->record.numRow : 0;
-}
-
-int32_t qzlp_numCol(const qzlp* lp) {
-  return lp != nullptr && lp->model != nullptr ? lp->model->record.numCol : 0;
 }
 
 int qzlp_setIntOption(qzlp* lp, const char* name, int32_t value) {
@@ -297,100 +221,21 @@ int qzlp_setBreakCallback(qzlp* lp, qzlp_breakCallback callback, void* userData)
   });
 }
 
+int qzlp_setProgressCallback(qzlp* lp, qzlp_progressCallback callback, void* userData) {
+  return guarded(lp, [=] {
+    lp->sink.progress = callback;
+    lp->sink.progressData = userData;
+    return static_cast<int>(QZLP_OK);
+  });
+}
+
 int qzlp_solve(qzlp* lp) {
-  return guarded(lp, [lp] { return solve(lp); });
-}
-
-int qzlp_status(const qzlp* lp) {
-  return answer(lp) != nullptr ? answer(lp)->status : 0;
-}
-
-const char* qzlp_statusName(int status) {
-  switch (status) {
-    case QZLP_STATUS_NONE:
-      return "not solved";
-    case QZLP_STATUS_OPTIMAL:
-      return "optimal";
-    case QZ_STATUS_INFEASIBLE_ALIAS:
-    case QZLP_STATUS_PRIMAL_INFEASIBLE:
-      return "infeasible";
-    case QZLP_STATUS_DUAL_INFEASIBLE:
-      return "unbounded";
-    case QZLP_STATUS_ITERATION_LIMIT:
-      return "iteration limit";
-    case QZLP_STATUS_TIME_LIMIT:
-      return "time limit";
-    case QZLP_STATUS_FAILED:
-      return "failed";
-    case QZLP_STATUS_INTERRUPTED:
-      return "interrupted";
-    case QZLP_STATUS_BOTH_INFEASIBLE:
-      return "primal and dual infeasible";
-    case QZLP_STATUS_NEAR_OPTIMAL:
-      return "near optimal";
-    case QZLP_STATUS_NOT_CONVEX:
-      return "not convex";
-    case QZLP_STATUS_OUT_OF_MEMORY:
-      return "out of memory";
-    default:
-      return "unknown status";
-  }
-}
-
-double qzlp_objective(const qzlp* lp) {
-  return answer(lp) != nullptr ? answer(lp)->objValue : 0.0;
-}
-int32_t qzlp_iterations(const qzlp* lp) {
-  return answer(lp) != nullptr ? answer(lp)->numIter : 0;
-}
-int32_t qzlp_simplexIterations(const qzlp* lp) {
-  return answer(lp) != nullptr ? answer(lp)->numSimplexIter : 0;
-}
-double qzlp_primalInfeasibility(const qzlp* lp) {
-  return answer(lp) != nullptr ? answer(lp)->primalInfeas : 0.0;
-}
-double qzlp_dualInfeasibility(const qzlp* lp) {
-  return answer(lp) != nullptr ? answer(lp)->dualInfeas : 0.0;
-}
-double qzlp_boundInfeasibility(const qzlp* lp) {
-  return answer(lp) != nullptr ? answer(lp)->boundInfeas : 0.0;
-}
-double qzlp_dualityGap(const qzlp* lp) {
-  return answer(lp) != nullptr ? answer(lp)->dualityGap : 0.0;
-}
-double qzlp_complementarity(const qzlp* lp) {
-  return answer(lp) != nullptr ? answer(lp)->complementarity : 0.0;
-}
-double qzlp_presolveTime(const qzlp* lp) {
-  return answer(lp) != nullptr ? answer(lp)->presolveTime : 0.0;
-}
-double qzlp_totalTime(const qzlp* lp) {
-  return answer(lp) != nullptr ? answer(lp)->totalTime : 0.0;
-}
-
-const double* qzlp_primal(const qzlp* lp) {
-  return answer(lp) != nullptr ? answer(lp)->solPrimal : nullptr;
-}
-const double* qzlp_dual(const qzlp* lp) {
-  return answer(lp) != nullptr ? answer(lp)->solDual : nullptr;
-}
-const double* qzlp_reducedCost(const qzlp* lp) {
-  return answer(lp) != nullptr ? answer(lp)->reducedCost : nullptr;
-}
-const double* qzlp_rowActivity(const qzlp* lp) {
-  return answer(lp) != nullptr ? answer(lp)->rowActivity : nullptr;
-}
-
-const uint8_t* qzlp_columnBasis(const qzlp* lp) {
-  return hasBasis(lp) ? answer(lp)->colBasis : nullptr;
-}
-const uint8_t* qzlp_rowBasis(const qzlp* lp) {
-  return hasBasis(lp) ? answer(lp)->rowBasis : nullptr;
+  return withModel(lp, [lp](ModelData& model) { return solve(lp, model); });
 }
 
 int qzlp_setModulePath(const char* path) {
   return guarded([path] {
-    if (path == nullptr) return fail(threadError, QZLP_ERROR_ARGUMENT, "the path is null");
+    if (path == nullptr) return fail(threadError(), QZLP_ERROR_ARGUMENT, "the path is null");
     setModulePath(path);
     return static_cast<int>(QZLP_OK);
   });
@@ -399,11 +244,11 @@ int qzlp_setModulePath(const char* path) {
 int qzlp_setHostOption(const char* name, int64_t value) {
   return guarded([=] {
     if (name == nullptr || !knownHostOption(widened(name)))
-      return fail(threadError, QZLP_ERROR_ARGUMENT,
+      return fail(threadError(), QZLP_ERROR_ARGUMENT,
                   "there is no host option " + std::string(name == nullptr ? "(null)" : name));
     if (value < 1 || value > INT32_MAX)
       return fail(
-          threadError, QZLP_ERROR_ARGUMENT,
+          threadError(), QZLP_ERROR_ARGUMENT,
           "host option " + std::string(name) + ": " + std::to_string(value) + " is not between 1 and 2147483647");
     setHostOption(widened(name), value);
     return static_cast<int>(QZLP_OK);
@@ -414,7 +259,7 @@ int qzlp_getHostOption(const char* name, int64_t* value) {
   return guarded([=] {
     const std::optional<int64_t> found = name == nullptr ? std::nullopt : hostOption(widened(name));
     if (!found || value == nullptr)
-      return fail(threadError, QZLP_ERROR_ARGUMENT, "no such host option, or no place for its value");
+      return fail(threadError(), QZLP_ERROR_ARGUMENT, "no such host option, or no place for its value");
     *value = *found;
     return static_cast<int>(QZLP_OK);
   });

@@ -9,21 +9,21 @@ namespace qzhost {
 
 namespace {
 
-template <class T>
-std::vector<T> copied(const T* array, int64_t count, T filler) {
-  std::vector<T> out(static_cast<size_t>(std::max<int64_t>(count, 1)), filler);
-  if (count > 0) std::copy(array, array + count, out.begin());
-  return out;
+std::string checkObjSense(int32_t objSense) {
+  if (objSense == 1 || objSense == -1) return {};
+  return "objSense is " + std::to_string(objSense) + ", neither 1 (minimise) nor -1 (maximise)";
+}
+
+std::string checkObjConstant(double objConstant) {
+  return std::isfinite(objConstant) ? std::string() : "objConstant is " + shown(objConstant);
 }
 
 std::string checkHead(const qzlp_model& model) {
   if (model.numRow < 0) return "numRow is " + std::to_string(model.numRow) + ", below 0";
   if (model.numCol < 0) return "numCol is " + std::to_string(model.numCol) + ", below 0";
   if (model.numCoef < 0) return "numCoef is " + std::to_string(model.numCoef) + ", below 0";
-  if (model.objSense != 1 && model.objSense != -1)
-    return "objSense is " + std::to_string(model.objSense) + ", neither 1 (minimise) nor -1 (maximise)";
-  if (!std::isfinite(model.objConstant)) return "objConstant is " + shown(model.objConstant);
-  return {};
+  const std::string error = checkObjSense(model.objSense);
+  return error.empty() ? checkObjConstant(model.objConstant) : error;
 }
 
 std::string checkNulls(const qzlp_model& model) {
@@ -65,32 +65,39 @@ double clipped(double value) {
   return value;
 }
 
-std::string takeColumns(const qzlp_model& model, ModelData& out) {
-  out.obj = copied(model.obj, model.numCol, 0.0);
-  out.lower = copied(model.lower, model.numCol, 0.0);
-  out.upper = copied(model.upper, model.numCol, 0.0);
-  for (int32_t j = 0; j < model.numCol; ++j) {
-    const double lower = model.lower[j];
-    const double upper = model.upper[j];
-    if (!(std::fabs(model.obj[j]) < kInfinite))
-      return element("obj", j, model.obj[j]) + ", not a finite number below 1e20";
-    if (std::isnan(lower)) return element("lower", j, lower);
-    if (std::isnan(upper)) return element("upper", j, upper);
-    // Crossed bounds are an infeasible model; what no bound can express is an error.
-    if (lower >= kInfinite && upper >= kInfinite)
-      return element("lower", j, lower) + ", an infinite lower bound that no value can meet";
-    if (upper <= -kInfinite && lower <= -kInfinite)
-      return element("upper", j, upper) + ", an infinite upper bound that no value can meet";
-    out.lower[static_cast<size_t>(j)] = clipped(lower);
-    out.upper[static_cast<size_t>(j)] = clipped(upper);
-  }
+std::string takeCost(int32_t j, double cost, ModelData& out) {
+  if (!(std::fabs(cost) < kInfinite)) return element("obj", j, cost) + ", not a finite number below 1e20";
+  out.obj[static_cast<size_t>(j)] = cost;
   return {};
 }
 
-std::string checkRange(const qzlp_model& model, int32_t i, char sense) {
-  if (model.range == nullptr)
-    return sense == 'R' ? "row " + std::to_string(i) + " has sense R, but range is null" : std::string();
-  const double range = model.range[i];
+// Crossed bounds are an infeasible model; what no bound can express is an error.
+std::string takeBounds(int32_t j, double lower, double upper, ModelData& out) {
+  if (std::isnan(lower)) return element("lower", j, lower);
+  if (std::isnan(upper)) return element("upper", j, upper);
+  if (lower >= kInfinite && upper >= kInfinite)
+    return element("lower", j, lower) + ", an infinite lower bound that no value can meet";
+  if (upper <= -kInfinite && lower <= -kInfinite)
+    return element("upper", j, upper) + ", an infinite upper bound that no value can meet";
+  out.lower[static_cast<size_t>(j)] = clipped(lower);
+  out.upper[static_cast<size_t>(j)] = clipped(upper);
+  return {};
+}
+
+std::string takeColumns(const qzlp_model& model, ModelData& out) {
+  const size_t numCol = static_cast<size_t>(std::max(model.numCol, 1));
+  out.obj.assign(numCol, 0.0);
+  out.lower.assign(numCol, 0.0);
+  out.upper.assign(numCol, 0.0);
+  std::string error;
+  for (int32_t j = 0; j < model.numCol && error.empty(); ++j) {
+    error = takeCost(j, model.obj[j], out);
+    if (error.empty()) error = takeBounds(j, model.lower[j], model.upper[j], out);
+  }
+  return error;
+}
+
+std::string checkRange(int32_t i, char sense, double range) {
   if (std::isnan(range)) return element("range", i, range);
   if (sense == 'R' && range < 0.0) return element("range", i, range) + ", below 0";
   if (sense != 'R' && range != 0.0)
@@ -98,8 +105,7 @@ std::string checkRange(const qzlp_model& model, int32_t i, char sense) {
   return {};
 }
 
-std::string checkRhs(const qzlp_model& model, int32_t i, char sense) {
-  const double rhs = model.rhs[i];
+std::string checkRhs(int32_t i, char sense, double rhs) {
   if (std::isnan(rhs)) return element("rhs", i, rhs);
   const bool mustBeFinite = sense == 'E' || sense == 'R';
   const bool wrongSide = (sense == 'L' && rhs <= -kInfinite) || (sense == 'G' && rhs >= kInfinite);
@@ -108,29 +114,43 @@ std::string checkRhs(const qzlp_model& model, int32_t i, char sense) {
   return {};
 }
 
-std::string takeRows(const qzlp_model& model, ModelData& out) {
-  const auto numRow = static_cast<size_t>(model.numRow);
-  out.rowSense = copied(model.rowSense, model.numRow, 'N');
-  out.rhs = copied(model.rhs, model.numRow, 0.0);
-  out.range.assign(std::max<size_t>(numRow, 1), 0.0);
-  for (int32_t i = 0; i < model.numRow; ++i) {
-    const auto row = static_cast<size_t>(i);
-    char& sense = out.rowSense[row];
-    if (sense >= 'a' && sense <= 'z') sense = static_cast<char>(sense - 'a' + 'A');
-    if (sense != 'E' && sense != 'L' && sense != 'G' && sense != 'R' && sense != 'N')
-      return element("rowSense", i) + " is the byte " + std::to_string(static_cast<unsigned char>(model.rowSense[i])) +
-             ", none of E L G R N";
-    std::string error = checkRhs(model, i, sense);
-    if (error.empty()) error = checkRange(model, i, sense);
-    if (!error.empty()) return error;
-    out.rhs[row] = sense == 'N' ? 0.0 : clipped(model.rhs[i]);
-    if (sense != 'R') continue;
-    if (model.range[i] >= kInfinite)
-      sense = 'L';
-    else
-      out.range[row] = model.range[i];
-  }
+std::string takeRow(int32_t i, char givenSense, double rhs, double range, ModelData& out) {
+  const char sense = givenSense >= 'a' && givenSense <= 'z' ? static_cast<char>(givenSense - 'a' + 'A') : givenSense;
+  if (sense != 'E' && sense != 'L' && sense != 'G' && sense != 'R' && sense != 'N')
+    return element("rowSense", i) + " is the byte " + std::to_string(static_cast<unsigned char>(givenSense)) +
+           ", none of E L G R N";
+  std::string error = checkRhs(i, sense, rhs);
+  if (error.empty()) error = checkRange(i, sense, range);
+  if (!error.empty()) return error;
+  const auto row = static_cast<size_t>(i);
+  const bool endless = range >= kInfinite;
+  out.rowSense[row] = endless ? 'L' : sense;
+  out.rhs[row] = sense == 'N' ? 0.0 : clipped(rhs);
+  out.range[row] = endless ? 0.0 : range;
   return {};
+}
+
+std::string takeRows(const qzlp_model& model, ModelData& out) {
+  const size_t numRow = static_cast<size_t>(std::max(model.numRow, 1));
+  out.rowSense.assign(numRow, 'N');
+  out.rhs.assign(numRow, 0.0);
+  out.range.assign(numRow, 0.0);
+  std::string error;
+  for (int32_t i = 0; i < model.numRow && error.empty(); ++i) {
+    const char sense = model.rowSense[i];
+    if (model.range == nullptr && (sense == 'R' || sense == 'r'))
+      return "row " + std::to_string(i) + " has sense R, but range is null";
+    error = takeRow(i, sense, model.rhs[i], model.range == nullptr ? 0.0 : model.range[i], out);
+  }
+  return error;
+}
+
+// The record's pointers to the matrix, which a new element moves.
+void bindMatrix(ModelData& out) {
+  out.record.matValue = out.matValue.data();
+  out.record.rowIndex = out.rowIndex.data();
+  out.record.colBegin = out.colBegin.data();
+  out.record.colLength = out.colLength.data();
 }
 
 void bindRecord(const qzlp_model& model, ModelData& out) {
@@ -145,10 +165,7 @@ void bindRecord(const qzlp_model& model, ModelData& out) {
   record.numRow = model.numRow;
   record.numCol = model.numCol;
   record.objConstant = model.objConstant;
-  record.matValue = out.matValue.data();
-  record.rowIndex = out.rowIndex.data();
-  record.colBegin = out.colBegin.data();
-  record.colLength = out.colLength.data();
+  bindMatrix(out);
   record.obj = out.obj.data();
   record.rhs = out.rhs.data();
   record.range = out.range.data();
@@ -173,6 +190,58 @@ std::string takeModel(const qzlp_model& model, ModelData& out) {
   if (error.empty()) error = takeRows(model, out);
   if (error.empty()) bindRecord(model, out);
   return error;
+}
+
+std::string changeObjSense(ModelData& data, int32_t objSense) {
+  std::string error = checkObjSense(objSense);
+  if (error.empty()) data.record.objSense = objSense;
+  return error;
+}
+
+std::string changeObjConstant(ModelData& data, double objConstant) {
+  std::string error = checkObjConstant(objConstant);
+  if (error.empty()) data.record.objConstant = objConstant;
+  return error;
+}
+
+std::string changeCost(ModelData& data, int32_t column, double cost) {
+  return takeCost(column, cost, data);
+}
+
+std::string changeBounds(ModelData& data, int32_t column, double lower, double upper) {
+  return takeBounds(column, lower, upper, data);
+}
+
+std::string changeRow(ModelData& data, int32_t row, char sense, double rhs, double range) {
+  return takeRow(row, sense, rhs, range, data);
+}
+
+std::string changeElement(ModelData& data, int32_t row, int32_t column, double value) {
+  if (!(std::fabs(value) < kInfinite)) return "value is " + shown(value) + ", not a finite number below 1e20";
+  const auto j = static_cast<size_t>(column);
+  const auto begin = data.rowIndex.begin() + data.colBegin[j];
+  const auto end = begin + data.colLength[j];
+  const auto found = std::find(begin, end, row);
+  const auto at = found - data.rowIndex.begin();
+  const bool isThere = found != end;
+  const bool stays = std::fabs(value) >= kSmallestElement;
+  if (isThere && stays) data.matValue[static_cast<size_t>(at)] = value;
+  if (isThere == stays) return {};
+  if (stays && data.record.numCoef == INT32_MAX) return "the matrix holds 2147483647 elements already";
+  const int32_t growth = stays ? 1 : -1;
+  if (stays) {
+    data.rowIndex.reserve(data.rowIndex.size() + 1);  // what can fail comes first
+    data.matValue.insert(data.matValue.begin() + at, value);
+    data.rowIndex.insert(data.rowIndex.begin() + at, row);
+  } else {
+    data.rowIndex.erase(found);
+    data.matValue.erase(data.matValue.begin() + at);
+  }
+  data.colLength[j] += growth;
+  for (size_t k = j + 1; k < data.colBegin.size(); ++k) data.colBegin[k] += growth;
+  data.record.numCoef += growth;
+  bindMatrix(data);
+  return {};
 }
 
 void clearAnswer(ModelData& data) {

@@ -31,6 +31,9 @@ struct ModelData {
   std::vector<double> solPrimal, solDual, reducedCost, rowActivity;
   std::vector<uint8_t> colBasis, rowBasis;
   QuadraticData quadratic;
+  std::string name;
+  std::vector<std::string> colNames, rowNames;  // empty, or one for each column or row
+  std::vector<std::string> notes;               // what the reader of a file read in another way than it stands
 
   ModelData() = default;
   ModelData(const ModelData&) = delete;  // the record points into the arrays
@@ -47,6 +50,15 @@ std::string takeModel(const qzlp_model& model, ModelData& out);
 // Checks the quadratic part and puts it in the place of the one that `data` holds; null and Q = 0 leave none. Returns
 // an error text, empty when all is good; otherwise `data` stays as it was.
 std::string takeQuadratic(const qzlp_quadratic* quadratic, ModelData& data);
+
+// Changes of single numbers, by the rules of qzlp_model. Each returns an error text, empty when the number is good;
+// otherwise nothing was changed. Indices must be in range.
+std::string changeObjSense(ModelData& data, int32_t objSense);
+std::string changeObjConstant(ModelData& data, double objConstant);
+std::string changeCost(ModelData& data, int32_t column, double cost);
+std::string changeBounds(ModelData& data, int32_t column, double lower, double upper);
+std::string changeRow(ModelData& data, int32_t row, char sense, double rhs, double range);
+std::string changeElement(ModelData& data, int32_t row, int32_t column, double value);
 
 // Clears the answer in the record and its arrays.
 void clearAnswer(ModelData& data);

@@ -1,4 +1,5 @@
-/* C API of the stand-alone library: load a linear or a convex quadratic program from arrays, solve it, read the answer.
+/* C API of the stand-alone library: load a linear or a convex quadratic program from arrays or a file, solve it, read
+ * the answer, change single numbers and solve again.
  *
  *     qzlp* lp = qzlp_create();
  *     qzlp_model model = {...};
@@ -10,7 +11,8 @@
  *
  * Functions that can fail return one of the codes QZLP_OK, QZLP_ERROR_...; qzlp_error tells in words what was wrong. A
  * call that fails changes nothing. One handle serves one call at a time; different handles may be used from different
- * threads at once. Callbacks must not throw; calls that change the handle are errors inside of them.
+ * threads at once. Callbacks must not throw; calls that change the handle are errors inside of them. The library prints
+ * nothing by itself, installs no signal handlers and reads no environment variables.
  *
  * Compiles as C11 and as C++20. */
 #ifndef QZLP_H
@@ -28,6 +30,11 @@
 extern "C" {
 #endif
 
+/* Version of this interface. It grows when a program compiled with an older header could no longer run with the
+ * library, and is the number in the name of the shared object. Functions and options that are added leave it as it is.
+ */
+#define QZLP_ABI_VERSION 1
+
 /* A solver with its options, model and last answer. */
 typedef struct qzlp qzlp;
 
@@ -38,27 +45,31 @@ enum {
   QZLP_ERROR_MODEL = 2,    /* the arrays of the model are not consistent */
   QZLP_ERROR_STATE = 3,    /* no model was loaded */
   QZLP_ERROR_MEMORY = 4,   /* out of memory or of another resource */
-  QZLP_ERROR_MODULE = 5    /* a module could not be loaded */
+  QZLP_ERROR_MODULE = 5,   /* a module could not be loaded */
+  QZLP_ERROR_FILE = 6      /* a file could not be read or written, or is no good model file */
 };
 
 /* How a solve ended. What each status leaves behind:
  *
- *   status              objective and arrays        measures
- *   OPTIMAL             the answer                  all within their tolerances
- *   NEAR_OPTIMAL        the best point found        near their tolerances
- *   ITERATION_LIMIT     the last point              of that point
- *   TIME_LIMIT          the last point, if any      of that point
- *   all others          not an answer               not of an answer
- */
+ *   status              objective and solution arrays         measures                      basis, with crossover
+ *   OPTIMAL             the answer                            all within their tolerances   yes
+ *   NEAR_OPTIMAL        the best point found                  near their tolerances         yes
+ *   ITERATION_LIMIT     the last point                        of that point                 no
+ *   TIME_LIMIT          the last point; all zeros when the    of that point                 no
+ *                       limit came before the first one
+ *   all others          no answer                             no answer's                   no
+ *
+ * qzlp_hasPoint tells the first four, in which the arrays hold a point, from the others, in which nothing in them is to
+ * be read. Only the first two are an optimum. */
 enum {
-  QZLP_STATUS_NONE = 0, /* nothing was solved since the model was loaded */
+  QZLP_STATUS_NONE = 0, /* nothing was solved since the model was loaded or changed */
   QZLP_STATUS_OPTIMAL = 1,
   QZLP_STATUS_PRIMAL_INFEASIBLE = 3, /* no point meets the rows and bounds */
   QZLP_STATUS_DUAL_INFEASIBLE = 4,   /* the objective is unbounded, or no dual point exists */
   QZLP_STATUS_ITERATION_LIMIT = 7,
   QZLP_STATUS_TIME_LIMIT = 8,
   QZLP_STATUS_FAILED = 10,          /* no answer that can be trusted was reached */
-  QZLP_STATUS_INTERRUPTED = 12,     /* the break callback asked to stop */
+  QZLP_STATUS_INTERRUPTED = 12,     /* a callback asked to stop */
   QZLP_STATUS_BOTH_INFEASIBLE = 14, /* neither a primal nor a dual point exists */
   QZLP_STATUS_NEAR_OPTIMAL = 15,    /* solved with reduced accuracy */
   QZLP_STATUS_NOT_CONVEX = 1000,    /* an eigenvalue of Q, of -Q when maximising, lies below -1e-4 */
@@ -75,8 +86,9 @@ enum {
   QZLP_LOG_ITERATION = 101 /* line of the iteration table */
 };
 
-/* Version of the library as text, "major.minor.patch". */
+/* Version of the library as text, "major.minor.patch", and the QZLP_ABI_VERSION that it was built with. */
 QZLP_API const char* qzlp_version(void);
+QZLP_API int qzlp_abiVersion(void);
 
 /* ---- Life of a handle ---- */
 
@@ -164,6 +176,60 @@ QZLP_API int qzlp_loadQuadratic(qzlp* lp, const qzlp_quadratic* quadratic);
 QZLP_API int32_t qzlp_numRow(const qzlp* lp);
 QZLP_API int32_t qzlp_numCol(const qzlp* lp);
 
+/* Points the arrays of `model` at the loaded model, or those of `quadratic` at its quadratic part, in the form
+ * QZLP_LOWER with numCoef 0 when there is none. Columns stand in their order without gaps; bounds and sides that are
+ * infinite are +-1e30. The arrays are the handle's, and valid until its model is loaded or changed or it is destroyed.
+ */
+QZLP_API int qzlp_getModel(qzlp* lp, qzlp_model* model);
+QZLP_API int qzlp_getQuadratic(qzlp* lp, qzlp_quadratic* quadratic);
+
+/* ---- Model files ---- */
+
+/* Reads a fixed or free MPS file or an LP file, plain, gzip or bzip2, with its names and its quadratic part, in place
+ * of the model before, and clears the answer. Integer columns are read as continuous ones. */
+QZLP_API int qzlp_readModel(qzlp* lp, const char* path);
+
+/* Writes the loaded model as a free MPS file from which every digit can be read back. Rows and columns without names,
+ * or with names that the format can't hold, are numbered. */
+QZLP_API int qzlp_writeModel(qzlp* lp, const char* path);
+
+/* What the last qzlp_readModel read in another way than it stands in the file, as English sentences: their number, and
+ * number `index` from 0 on, or null. Owned by the handle until the next model. */
+QZLP_API int32_t qzlp_noteCount(const qzlp* lp);
+QZLP_API const char* qzlp_noteAt(const qzlp* lp, int32_t index);
+
+/* Names of the model, of column `column` and of row `row` as UTF-8 or in the encoding of the file; "" where there is
+ * none, and null for an index out of range. Owned by the handle until its model or its names change. */
+QZLP_API const char* qzlp_modelName(const qzlp* lp);
+QZLP_API const char* qzlp_columnName(const qzlp* lp, int32_t column);
+QZLP_API const char* qzlp_rowName(const qzlp* lp, int32_t row);
+
+/* Names the model, all columns (numCol texts) and all rows (numRow texts). Null takes names away. */
+QZLP_API int qzlp_setNames(qzlp* lp, const char* model, const char* const* columns, const char* const* rows);
+
+/* ---- Changes of the loaded model ---- */
+
+/* Each change clears the answer; the next qzlp_solve starts anew, with the options as they are. The numbers obey the
+ * rules of qzlp_model. What breaks them, and an index that the model has not, is QZLP_ERROR_ARGUMENT. */
+
+/* The sense of the objective, 1 to minimise or -1 to maximise, and the constant added to it. */
+QZLP_API int qzlp_setObjSense(qzlp* lp, int32_t objSense);
+QZLP_API int qzlp_setObjConstant(qzlp* lp, double objConstant);
+
+/* Cost and bounds of a column. */
+QZLP_API int qzlp_setCost(qzlp* lp, int32_t column, double cost);
+QZLP_API int qzlp_setBounds(qzlp* lp, int32_t column, double lower, double upper);
+
+/* The right-hand side of a row, which keeps its sense and its range. A row of sense N has none: an error. */
+QZLP_API int qzlp_setRhs(qzlp* lp, int32_t row, double rhs);
+
+/* Sense, right-hand side and range of a row; `range` is 0 but for the sense R. */
+QZLP_API int qzlp_setRow(qzlp* lp, int32_t row, char sense, double rhs, double range);
+
+/* The element of the matrix in a row of a column. One of magnitude below 1e-20 is taken out of the matrix. An element
+ * that was not there takes time proportional to the number of elements; others, to the length of the column. */
+QZLP_API int qzlp_setElement(qzlp* lp, int32_t row, int32_t column, double value);
+
 /* ---- Options ---- */
 
 enum { QZLP_OPTION_INT = 0, QZLP_OPTION_DOUBLE = 1 };
@@ -207,9 +273,26 @@ typedef void (*qzlp_logCallback)(int level, uint32_t code, const char* line, voi
  * status QZLP_STATUS_INTERRUPTED. */
 typedef int (*qzlp_breakCallback)(void* userData);
 
+/* Where an iteration stands. The measures are of the model that the solver works on, which presolve and scaling have
+ * changed; those of the answer are measured on the model as it was loaded. */
+typedef struct qzlp_progress {
+  double seconds;             /* real time since qzlp_solve was called */
+  double complementarity;     /* sum of the products of slacks and their duals */
+  double dualityGap;          /* |p - d| / (1 + |p|), p and d the two objectives */
+  double primalInfeasibility; /* violation of the rows, relative to 1 + the norm of the right-hand side */
+  double boundInfeasibility;  /* violation of the bounds, relative to 1 + the norm of the bounds */
+  double dualInfeasibility;   /* violation of the dual equations, relative to 1 + the norm of the costs */
+  int32_t iteration;          /* from 0 on; a second run of the method begins at 0 again */
+} qzlp_progress;
+
+/* Told each iteration, from the thread that called qzlp_solve, whatever printLevel and logFrequency are. Non-zero stops
+ * the solve with the status QZLP_STATUS_INTERRUPTED. */
+typedef int (*qzlp_progressCallback)(const qzlp_progress* progress, void* userData);
+
 /* Set or clear (null) a callback. Without a log callback the handle is silent. */
 QZLP_API int qzlp_setLogCallback(qzlp* lp, qzlp_logCallback callback, void* userData);
 QZLP_API int qzlp_setBreakCallback(qzlp* lp, qzlp_breakCallback callback, void* userData);
+QZLP_API int qzlp_setProgressCallback(qzlp* lp, qzlp_progressCallback callback, void* userData);
 
 /* ---- Solve and answer ---- */
 
@@ -221,25 +304,45 @@ QZLP_API int qzlp_solve(qzlp* lp);
 /* Status of the last solve, QZLP_STATUS_NONE before the first. */
 QZLP_API int qzlp_status(const qzlp* lp);
 
+/* 1 when the last solve left a point in the solution arrays: OPTIMAL, NEAR_OPTIMAL, ITERATION_LIMIT, TIME_LIMIT. */
+QZLP_API int qzlp_hasPoint(const qzlp* lp);
+
 /* A short English name of any status, such as "optimal"; "unknown status" for a number that is none. */
 QZLP_API const char* qzlp_statusName(int status);
 
-/* Of the last solve; 0 before the first. */
-QZLP_API double qzlp_objective(const qzlp* lp);           /* obj'x + 1/2 x'Q x + objConstant */
+/* What a status means and what may help, in one English sentence or two; "" for a number that is none. */
+QZLP_API const char* qzlp_statusText(int status);
+
+/* Of the last solve; 0 before the first. The measures are without unit, but for the complementarity, which has that of
+ * the objective. Norms are Euclidean, and infinite numbers take no part in them. */
+QZLP_API double qzlp_objective(const qzlp* lp);           /* p = obj'x + 1/2 x'Q x + objConstant */
 QZLP_API int32_t qzlp_iterations(const qzlp* lp);         /* interior-point iterations */
-QZLP_API double qzlp_primalInfeasibility(const qzlp* lp); /* relative violation of the rows */
-QZLP_API double qzlp_dualInfeasibility(const qzlp* lp);   /* relative violation of the signs of the reduced costs */
-QZLP_API double qzlp_boundInfeasibility(const qzlp* lp);  /* relative violation of the bounds */
-QZLP_API double qzlp_dualityGap(const qzlp* lp);          /* relative */
-QZLP_API double qzlp_complementarity(const qzlp* lp);
-QZLP_API double qzlp_presolveTime(const qzlp* lp); /* seconds in the presolver module */
-QZLP_API double qzlp_totalTime(const qzlp* lp);    /* seconds: presolve, solve and crossover */
+QZLP_API double qzlp_primalInfeasibility(const qzlp* lp); /* violation of the rows / (1 + |rhs|) */
+QZLP_API double qzlp_dualInfeasibility(const qzlp* lp);   /* violation of the signs of reducedCost / (1 + |obj|) */
+QZLP_API double qzlp_boundInfeasibility(const qzlp* lp);  /* violation of the bounds / (1 + |lower| + |upper|) */
+QZLP_API double qzlp_dualityGap(const qzlp* lp);          /* |p - d| / (1 + |p|), d the dual objective */
+QZLP_API double qzlp_complementarity(const qzlp* lp);     /* products of what is left of a slack and its dual */
+QZLP_API double qzlp_presolveTime(const qzlp* lp);        /* seconds in the presolver module */
+QZLP_API double qzlp_totalTime(const qzlp* lp);           /* seconds: presolve, solve and crossover */
 
 QZLP_API int32_t qzlp_simplexIterations(const qzlp* lp); /* basis changes of the crossover */
 
-/* The solution arrays of the last solve, owned by the handle and valid until the next qzlp_loadModel, qzlp_solve or
- * qzlp_destroy; null before the first solve. Duals are of the objective as it stands in the model, also when
- * maximising: reducedCost = obj + Q primal - A' dual. */
+/* The solution arrays of the last solve, owned by the handle and valid until the next call that loads or changes the
+ * model, qzlp_solve or qzlp_destroy; null before the first solve. They belong to the objective as it stands in the
+ * model, also when maximising:
+ *
+ *   reducedCost = obj + Q primal - A' dual,   rowActivity = A primal
+ *
+ *   array        unit of an entry                      sign at an optimum, minimising; maximising it is the other one
+ *   primal       the column's                          between the column's bounds
+ *   rowActivity  the row's                             on the row's sides
+ *   dual         objective per unit of the row's rhs   E any; G, and R at its lower side: at least 0;
+ *                                                      L, and R at its upper side: at most 0; inside and N: 0
+ *   reducedCost  objective per unit of the column      at its lower bound at least 0, at its upper at most 0,
+ *                                                      between them 0
+ *
+ * The dual tells how the optimum grows with the right-hand side, the reduced cost how it grows with the bound that the
+ * column is at, as long as the optimal basis stays the same. Interior-point answers meet all this to the tolerances. */
 QZLP_API const double* qzlp_primal(const qzlp* lp);      /* numCol entries */
 QZLP_API const double* qzlp_dual(const qzlp* lp);        /* numRow entries */
 QZLP_API const double* qzlp_reducedCost(const qzlp* lp); /* numCol entries */

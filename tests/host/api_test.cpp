@@ -2,20 +2,15 @@
 // the solver's answers.
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <cstring>
 #include <functional>
-#include <limits>
-#include <new>
 #include <string>
 #include <vector>
 
-#include "host/builtin_modules.h"
+#include "api_fixture.h"
 #include "host/faults.h"
 #include "host/loader.h"
-#include "host/option_store.h"
 #include "host/pools.h"
-#include "host/quadratic_solve.h"
 #include "host/service_table.h"
 #include "qzipsolve/instance.h"
 #include "qzipsolve/messages.h"
@@ -24,164 +19,7 @@
 
 namespace {
 
-// A solver that runs what a test gives it.
-struct FakeSolver {
-  static inline std::function<int32_t(QzInstance*, LpRecord*, LpOptions*)> solve;
-  static inline std::function<int32_t(qzhost::ModelData&, LpOptions*)> solveQuadratic;
-
-  static int32_t iplpMain(QzInstance* env, LpRecord* record, LpOptions* options) { return solve(env, record, options); }
-  static void reset(LpOptions* options) {
-    *options = LpOptions{};
-    options->presolveMode = -1;
-    options->maxIter = INT32_MAX;
-    options->timeLimit = 8.988465674311578e+307;
-    options->timeType = 1;
-    options->numThread = 6;
-  }
-  static LpOptions* createOptions(QzInstance* instance) {
-    auto* options = static_cast<LpOptions*>(instance->pool->allocate(instance->pool, sizeof(LpOptions), QZ_POOL_ZERO));
-    if (options != nullptr) reset(options);
-    return options;
-  }
-  static int32_t destroy(QzInstance* instance) {
-    instance->pool->destroy(instance->pool);
-    return 0;
-  }
-  static void* create() {
-    QzHostTable* host = qzhost::hostTable();
-    QzPool* pool = host->createPool(host, nullptr, nullptr, L"fake", 0, 0);
-    if (pool == nullptr) return nullptr;
-    auto* instance = static_cast<QzInstance*>(pool->allocate(pool, sizeof(QzInstance), QZ_POOL_ZERO));
-    if (instance == nullptr) {
-      pool->destroy(pool);
-      return nullptr;
-    }
-    instance->pool = pool;
-    instance->destroy = destroy;
-    instance->iplpMain = iplpMain;
-    instance->createLpOptions = createOptions;
-    instance->resetLpOptions = reset;
-    return instance;
-  }
-  static int32_t version(QzModule*, int32_t* major, int32_t* minor, int32_t* fix) {
-    *major = 5;
-    *minor = 1;
-    *fix = 1;
-    return 0;
-  }
-  static int32_t realDestroy(QzModule* module) {
-    module->pool->destroy(module->pool);
-    return 0;
-  }
-  static QzModule* make(void*, QzPool* parent) {
-    QzHostTable* host = qzhost::hostTable();
-    QzPool* pool = host->createPool(host, nullptr, parent, L"fake", 0, 0);
-    if (pool == nullptr) return nullptr;
-    auto* module = static_cast<QzModule*>(pool->allocate(pool, sizeof(QzModule), QZ_POOL_ZERO));
-    if (module == nullptr) {
-      pool->destroy(pool);
-      return nullptr;
-    }
-    std::memcpy(module->tag, "nevo", 4);
-    module->getReqVersion = version;
-    module->getVersion = version;
-    module->realDestroy = realDestroy;
-    module->create_instance = create;
-    module->pool = pool;
-    return module;
-  }
-};
-
-int32_t extent(QzHostTable*) {
-  return 0;
-}
-const QzBuiltinModule fakeSolver = {L"qzipsolve", extent, FakeSolver::make};
-
-}  // namespace
-
-void qzhost::registerBuiltinModules() {
-  qzhost::registerBuiltin(&fakeSolver);
-}
-
-int32_t qzhost::solveQuadratic(ModelData& data, LpOptions* options, QzLog*) {
-  return FakeSolver::solveQuadratic(data, options);
-}
-
-namespace {
-
-constexpr double kInf = std::numeric_limits<double>::infinity();
-constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
-
-// A good model of 3 rows and 2 columns, to be spoiled by the tests.
-struct Arrays {
-  std::vector<int32_t> colBegin{0, 2}, colLength{2, 2}, rowIndex{0, 1, 2, 0};
-  std::vector<double> matValue{1, 2, 3, 4}, obj{1, 2}, lower{0, 0}, upper{10, kInf}, rhs{4, 5, 6}, range{0, 0, 2};
-  std::string rowSense = "LGR";
-  qzlp_model model{};
-  Arrays() {
-    model.numRow = 3;
-    model.numCol = 2;
-    model.numCoef = 4;
-    model.objSense = 1;
-    model.objConstant = 0.5;
-    bind();
-  }
-  Arrays(const Arrays&) = delete;  // the model points into the arrays
-  Arrays& operator=(const Arrays&) = delete;
-  void renew() {
-    this->~Arrays();
-    new (this) Arrays();
-  }
-  void bind() {
-    model.colBegin = colBegin.data();
-    model.colLength = colLength.data();
-    model.rowIndex = rowIndex.data();
-    model.matValue = matValue.data();
-    model.obj = obj.data();
-    model.lower = lower.data();
-    model.upper = upper.data();
-    model.rowSense = rowSense.data();
-    model.rhs = rhs.data();
-    model.range = range.data();
-  }
-};
-
-class Api : public testing::Test {
- protected:
-  void SetUp() override {
-    before_ = qzhost::allPoolCounts().blocks;
-    FakeSolver::solve = [this](QzInstance*, LpRecord* record, LpOptions* options) {
-      seenOptions_ = *options;
-      seenRecord_ = *record;
-      record->status = 1;
-      return 1;
-    };
-    lp_ = qzlp_create();
-    ASSERT_NE(lp_, nullptr) << qzlp_error(nullptr);
-  }
-  void TearDown() override {
-    qzhost::failAllocation(0);
-    qzlp_destroy(lp_);
-    EXPECT_EQ(qzhost::allPoolCounts().blocks, before_);
-    EXPECT_EQ(qzhost::loadedModules(), 0);
-  }
-  // The model is refused, and the text names what is wrong.
-  void refused(const Arrays& arrays, const std::string& text) {
-    EXPECT_EQ(qzlp_loadModel(lp_, &arrays.model), QZLP_ERROR_MODEL);
-    EXPECT_NE(std::string(qzlp_error(lp_)).find(text), std::string::npos) << qzlp_error(lp_);
-    EXPECT_EQ(qzlp_numRow(lp_), 0) << "a refused model is not loaded";
-  }
-  void accepted(const Arrays& arrays) {
-    EXPECT_EQ(qzlp_loadModel(lp_, &arrays.model), QZLP_OK) << qzlp_error(lp_);
-    EXPECT_STREQ(qzlp_error(lp_), "");
-    EXPECT_EQ(qzlp_solve(lp_), QZLP_OK);
-  }
-
-  qzlp* lp_ = nullptr;
-  LpOptions seenOptions_{};
-  LpRecord seenRecord_{};
-  int64_t before_ = 0;
-};
+using namespace apitest;
 
 // ---- Models ----
 
@@ -512,6 +350,7 @@ TEST(ApiHandles, NullHandlesAreErrorsAndNoFaults) {
   EXPECT_EQ(qzlp_resetOptions(nullptr), QZLP_ERROR_ARGUMENT);
   EXPECT_EQ(qzlp_setLogCallback(nullptr, nullptr, nullptr), QZLP_ERROR_ARGUMENT);
   EXPECT_EQ(qzlp_setBreakCallback(nullptr, nullptr, nullptr), QZLP_ERROR_ARGUMENT);
+  EXPECT_EQ(qzlp_setProgressCallback(nullptr, nullptr, nullptr), QZLP_ERROR_ARGUMENT);
   EXPECT_EQ(qzlp_status(nullptr), QZLP_STATUS_NONE);
   EXPECT_EQ(qzlp_numRow(nullptr) + qzlp_numCol(nullptr) + qzlp_iterations(nullptr), 0);
   EXPECT_EQ(qzlp_simplexIterations(nullptr), 0);
@@ -935,7 +774,27 @@ TEST(ApiStatus, EveryStatusHasAName) {
     EXPECT_STRNE(qzlp_statusName(status), "unknown status") << status;
   for (int status : {2, 5, 82, 1003, -1}) EXPECT_STREQ(qzlp_statusName(status), "unknown status");
   EXPECT_STREQ(qzlp_statusName(1), "optimal");
-  EXPECT_STRNE(qzlp_version(), "");
+}
+
+TEST(ApiStatus, EveryStatusHasAText) {
+  for (int status : {0, 1, 3, 4, 7, 8, 10, 12, 14, 15, 256, 1000, -1086})
+    EXPECT_GE(std::strlen(qzlp_statusText(status)), 20u) << status;
+  for (int status : {2, 5, 82, 1003, -1}) EXPECT_STREQ(qzlp_statusText(status), "");
+}
+
+TEST_F(Api, AfterWhichStatusesThereIsAPoint) {
+  EXPECT_EQ(qzlp_hasPoint(nullptr), 0);
+  EXPECT_EQ(qzlp_hasPoint(lp_), 0);
+  for (int32_t status : {1, 7, 8, 15, 3, 4, 10, 12, 14, 1000}) {
+    FakeSolver::solve = [status](QzInstance*, LpRecord*, LpOptions*) { return status; };
+    accepted(Arrays());
+    EXPECT_EQ(qzlp_hasPoint(lp_), status == 1 || status == 7 || status == 8 || status == 15) << status;
+  }
+}
+
+TEST(ApiVersion, OfTheLibraryAndOfItsInterface) {
+  EXPECT_STREQ(qzlp_version(), QZLP_VERSION) << "the version of the project";
+  EXPECT_EQ(qzlp_abiVersion(), QZLP_ABI_VERSION);
 }
 
 }  // namespace
