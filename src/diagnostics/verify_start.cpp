@@ -11,6 +11,7 @@ namespace qz {
 namespace {
 
 constexpr double kSolveTolerance = 1e-6;
+constexpr double kQuadraticRegularisation = 1e-6;  // least diagonal of the systems of a quadratic start
 
 using Sums = PoolArray<Sum>;
 
@@ -91,6 +92,8 @@ int32_t VerifyInitDerivPrimal(const Ipm* ipm, int32_t level, const StartScope& s
   const bool quadratic = ipm->typeModel == IPM_MODEL_QP;
   for (int32_t j = 0; j < ipm->numCol; ++j) {
     if (quadratic) columns[j].add(ipm->obj[j]);
+    if (quadratic && !hasBound(ipm, j) && ipm->quadDiag[j] < kQuadraticRegularisation)
+      columns[j].add((kQuadraticRegularisation - ipm->quadDiag[j]) * ipm->primal[j]);
     if (hasLower(ipm->statusBound[j])) columns[j].add(ipm->primal[j] - ipm->lower[j]);
     if (hasUpper(ipm->statusBound[j])) columns[j].add(ipm->primal[j] - ipm->upper[j]);
   }
@@ -135,8 +138,8 @@ int32_t VerifyInitDerivDual(const Ipm* ipm, int32_t level, const StartScope& sco
   forEachElement(ipm, [&](int32_t i, int32_t j, double a) {
     if (scope.hasCol(j)) rows[i].add(a * w[scope.col(j)]);
   });
-  for (int32_t i = 0; i < ipm->numRow; ++i)
-    if (ipm->rowSense[i] != 'E') rows[i].add(ipm->dual[i]);
+  const double weightE = ipm->typeModel == IPM_MODEL_QP ? kQuadraticRegularisation : 0.0;
+  for (int32_t i = 0; i < ipm->numRow; ++i) rows[i].add((ipm->rowSense[i] == 'E' ? weightE : 1.0) * ipm->dual[i]);
   compareNorm(check, L"derivative of the start", rows, [](int32_t) { return true; });
   for (int32_t j = 0; j < ipm->numCol; ++j) {
     const double x = scope.hasCol(j) ? w[scope.col(j)] : 0.0;

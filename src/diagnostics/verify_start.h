@@ -3,7 +3,9 @@
 //
 // The primal start minimises 1/2 sum over bounds (x - bound)^2 + 1/2 |s|^2 (+ c'x + x'Qx / 2) subject to A x - s = b,
 // the dual start 1/2 sum over bounds z^2 + 1/2 sum over G rows y^2 subject to A'y + zl - zu = c + Q x. Both are checked
-// on their constraint and on the derivative of their Lagrange function, by norms: they rest on a linear solve.
+// on their constraint and on the derivative of their Lagrange function, by norms: they rest on a linear solve. In the
+// systems of a quadratic model no diagonal is smaller than 1e-6 in size, so that these objectives gain 1e-6/2 x^2 for a
+// column without bounds and curvature, and 1e-6/2 y^2 for an E row.
 #pragma once
 
 #include <cstdint>
@@ -38,7 +40,8 @@ struct StartScope {
 
 // A'y + zl - zu = c + Q x, as far as the equations of the free columns can be met.
 [[nodiscard]] int32_t VerifyDualFeasible(const Ipm* ipm, int32_t level, const StartScope& scope, const double* w);
-// A w = -y on rows that are not E and 0 on E rows. `w` holds the column part of the solution, in kept numbering.
+// A w = -y on rows that are not E and 0 on E rows (quadratic: -1e-6 y). `w` holds the column part of the solution, in
+// kept numbering.
 [[nodiscard]] int32_t VerifyInitDerivDual(const Ipm* ipm, int32_t level, const StartScope& scope, const double* w);
 
 }  // namespace qz

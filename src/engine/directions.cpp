@@ -11,6 +11,7 @@ namespace qz {
 namespace {
 
 constexpr double kNoBlocker = 1e10;
+constexpr double kKeptShare = 0.01;  // what the usual step factor leaves of a blocking quantity
 constexpr double kDescent = 1e-15;   // a direction blocks only when it falls faster
 constexpr double kSmallStep = 1e-8;  // updateSolution2: what a blocked quantity must keep, and what is added
 
@@ -43,6 +44,13 @@ void finishSteps(Ipm* ipm, const StepSide& primal, const StepSide& dual) {
   }
 }
 
+// A positive quantity after a step. Falls that do not block could carry a still smaller quantity across zero, and the
+// next ratio test to a negative step: such a quantity shrinks to what it would keep had it blocked by itself.
+double stayPositive(double quantity, double change) {
+  const double after = quantity + change;
+  return after > 0.0 || change < -kDescent ? after : kKeptShare * quantity;
+}
+
 // Moves the iterate: every slack by stepPrimal delta + addPrimal, every bound dual and G-row dual by stepDual delta +
 // addDual; x and the duals of E rows without the addition. Fills maxPrimal, maxDual, minPositive.
 void moveIterate(Ipm* ipm, double stepPrimal, double stepDual, double addPrimal, double addDual) {
@@ -55,23 +63,24 @@ void moveIterate(Ipm* ipm, double stepPrimal, double stepDual, double addPrimal,
     maxPrimal = std::max(maxPrimal, std::fabs(ipm->primal[j]));
     const uint8_t bounds = ipm->statusBound[j];
     if (hasUpper(bounds)) {
-      ipm->upperSlack[j] = (ipm->upperSlack[j] + stepPrimal * ipm->upperSlackDelta[j]) + addPrimal;
-      ipm->upperDual[j] = (ipm->upperDual[j] + stepDual * ipm->upperDualDelta[j]) + addDual;
+      ipm->upperSlack[j] = stayPositive(ipm->upperSlack[j], stepPrimal * ipm->upperSlackDelta[j]) + addPrimal;
+      ipm->upperDual[j] = stayPositive(ipm->upperDual[j], stepDual * ipm->upperDualDelta[j]) + addDual;
       minPositive = std::min(minPositive, ipm->upperSlack[j]);
     }
     if (hasLower(bounds)) {
-      ipm->lowerSlack[j] = (ipm->lowerSlack[j] + stepPrimal * ipm->lowerSlackDelta[j]) + addPrimal;
-      ipm->lowerDual[j] = (ipm->lowerDual[j] + stepDual * ipm->lowerDualDelta[j]) + addDual;
+      ipm->lowerSlack[j] = stayPositive(ipm->lowerSlack[j], stepPrimal * ipm->lowerSlackDelta[j]) + addPrimal;
+      ipm->lowerDual[j] = stayPositive(ipm->lowerDual[j], stepDual * ipm->lowerDualDelta[j]) + addDual;
       minPositive = std::min(minPositive, ipm->lowerSlack[j]);
     }
   }
   const double* dy = ipm->rhsCorrector + ipm->numCol;
   for (int32_t i = 0; i < ipm->numRow; ++i) {
-    ipm->dual[i] += stepDual * dy[i];
     if (ipm->rowSense[i] == 'G') {
-      ipm->dual[i] += addDual;
-      ipm->ineqnSlack[i] = (ipm->ineqnSlack[i] + stepPrimal * ipm->ineqnSlackDelta[i]) + addPrimal;
+      ipm->dual[i] = stayPositive(ipm->dual[i], stepDual * dy[i]) + addDual;
+      ipm->ineqnSlack[i] = stayPositive(ipm->ineqnSlack[i], stepPrimal * ipm->ineqnSlackDelta[i]) + addPrimal;
       minPositive = std::min(minPositive, ipm->dual[i]);
+    } else {
+      ipm->dual[i] += stepDual * dy[i];
     }
     maxDual = std::max(maxDual, std::fabs(ipm->dual[i]));
   }

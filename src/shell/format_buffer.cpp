@@ -2,7 +2,6 @@
 
 #include <cstdarg>
 #include <cstdio>
-#include <cstring>
 
 namespace qz {
 
@@ -72,13 +71,18 @@ void putString(Output& out, const Conversion& c, const Character* text) {
 // A number by the C library, whose decimal sign may be any that the locale has.
 template <class Number>
 void putNumber(Output& out, const Conversion& c, Number value) {
-  char format[8] = "%";
-  if (c.left) std::strcat(format, "-");
-  if (c.zero) std::strcat(format, "0");
-  std::strcat(format, "*");
-  if (c.precision >= 0) std::strcat(format, ".*");
-  const char kind[2] = {static_cast<char>(c.kind), '\0'};
-  std::strcat(format, kind);
+  char format[8] = {};  // "%-0*.*" and the kind at most
+  char* end = format;
+  const auto append = [&end](bool wanted, char letter) {
+    if (wanted) *end++ = letter;
+  };
+  append(true, '%');
+  append(c.left, '-');
+  append(c.zero, '0');
+  append(true, '*');
+  append(c.precision >= 0, '.');
+  append(c.precision >= 0, '*');
+  append(true, static_cast<char>(c.kind));
   char digits[2 * kMostDigits];
   const int width = c.width < kMostDigits ? c.width : kMostDigits;
   const int length = c.precision >= 0 ? std::snprintf(digits, sizeof digits, format, width, c.precision, value)

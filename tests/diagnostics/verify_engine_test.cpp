@@ -435,6 +435,31 @@ TEST_F(VerifyEngine, LeastSquaresOfTheStartAreCheckedOnValuesFoundByHand) {
   breaks(5, dualDerivative, ipm->upperDual[0], 1e-2, "VerifyInitDerivDual: upperDual(0)");
 }
 
+// One free column without curvature under 2 x = b, where the 1e-6 of a quadratic start shows in the derivatives: the
+// first start is far from 0, the second has a large multiplier.
+TEST_F(VerifyEngine, DerivativesOfAQuadraticStartCarryItsRegularisation) {
+  const double cases[][2] = {{0.0, 8e4}, {1e3, 4.0}};
+  for (const auto& [cost, rhs] : cases) {
+    qztest::DenseModel model;
+    model.A = qztest::Matrix::Constant(1, 1, 2.0);
+    model.c = qztest::Vector::Constant(1, cost);
+    model.b = qztest::Vector::Constant(1, rhs);
+    model.lower = qztest::Vector::Constant(1, -qztest::kNone);
+    model.upper = qztest::Vector::Constant(1, qztest::kNone);
+    model.Q = qztest::Matrix::Zero(1, 1);
+    model.sense = "E";
+    EngineCase one(host, model);
+    one.env.log = log.log();
+    ASSERT_TRUE(one.start());
+    ldlCleanUp(one.ipm->env, one.ipm->laEnv, &one.ipm->ldlFactor, &one.ipm->ldlMemory);
+    one.ipm->debugLevel = 9;
+    log.lines.clear();
+    EXPECT_EQ(ipmInitQP(one.ipm, nullptr), 0) << log.all();
+    EXPECT_TRUE(log.says("VerifyInitDerivPrimal passed.")) << log.all();
+    EXPECT_TRUE(log.says("VerifyInitDerivDual passed.")) << log.all();
+  }
+}
+
 // ---- statistics, standard form, scaling, reset, kept direction ----
 
 TEST_F(VerifyEngine, StatisticsOfTheModel) {

@@ -336,6 +336,23 @@ TEST(Directions, AFallOfTenToMinusSixteenDoesNotBlock) {
   EXPECT_EQ(ipm->alphaPrimal, 1.0);
 }
 
+TEST(Directions, AFallThatDoesNotBlockLeavesNothingNegative) {
+  TestHost host;
+  EngineCase engine(host, tiny(0.0, kNone, 'G'));
+  ASSERT_TRUE(engine.start());
+  qz::Ipm* ipm = engine.ipm;
+  ipm->lowerSlack[0] = ipm->lowerDual[0] = ipm->ineqnSlack[0] = ipm->dual[0] = 1e-20;
+  ipm->lowerSlackDelta[0] = ipm->lowerDualDelta[0] = ipm->ineqnSlackDelta[0] = -1e-16;
+  ipm->rhsCorrector[0] = 0.0;
+  ipm->rhsCorrector[1] = -1e-16;
+  ipm->alphaPrimal = ipm->alphaDual = 1.0;
+  qz::updateSolution(ipm);
+  EXPECT_DOUBLE_EQ(ipm->lowerSlack[0], 1e-22);
+  EXPECT_DOUBLE_EQ(ipm->lowerDual[0], 1e-22);
+  EXPECT_DOUBLE_EQ(ipm->ineqnSlack[0], 1e-22);
+  EXPECT_DOUBLE_EQ(ipm->dual[0], 1e-22);
+}
+
 TEST(Directions, AFallJustBeyondTenToMinusFifteenBlocks) {
   TestHost host;
   EngineCase engine(host, tiny(0.0, kNone, 'E'));

@@ -110,11 +110,12 @@ struct FakePresolver {
     }
     for (int32_t i = 0; i < r.numRow; ++i) numRange += r.rowSense[i] == 'R' ? 1 : 0;
     if (r.range != nullptr) data.range.assign(r.range, r.range + r.numRow);
-    const auto room = static_cast<size_t>(r.numCol + numFree + numRange);
+    const auto room = static_cast<size_t>(r.numCol) + static_cast<size_t>(numFree) + static_cast<size_t>(numRange);
     data.colBegin.resize(room + 1);
     data.colLength.resize(room);
     for (auto* v : {&data.obj, &data.lower, &data.upper, &data.solPrimal, &data.reducedCost}) v->resize(room);
-    data.rowIndex.resize(static_cast<size_t>(r.numCoef + numRange + numFreeElement));
+    data.rowIndex.resize(static_cast<size_t>(r.numCoef) + static_cast<size_t>(numRange) +
+                         static_cast<size_t>(numFreeElement));
     data.matValue.resize(data.rowIndex.size());
     data.record.numCol = r.numCol;
     data.record.numCoef = r.numCoef;

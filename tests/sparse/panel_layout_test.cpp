@@ -33,7 +33,7 @@ TEST(PanelLayout, TheFlagLeavesTheUpperTriangle) {
     convertColumnToRowWise(1, n, n, byColumns.data(), again.data());
     for (int32_t i = 0; i < n; ++i) {
       for (int32_t j = 0; j < n; ++j) {
-        const auto row = static_cast<size_t>(i * n + j);
+        const auto row = static_cast<size_t>(i) * static_cast<size_t>(n) + static_cast<size_t>(j);
         EXPECT_EQ(byColumns[static_cast<size_t>(j * n + i)], i >= j ? byRows[row] : -1.0);
         EXPECT_EQ(again[row], i >= j ? byRows[row] : -2.0);
       }
