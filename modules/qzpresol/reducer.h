@@ -18,6 +18,9 @@ enum class ReductionKind : int32_t {
   kForcingRow,
   kFixedColumn,
   kEmptyColumn,
+  kDualFixing,
+  kSingletonColumn,
+  kDoubletonEquation,
   kCount
 };
 

@@ -35,7 +35,16 @@ struct Answer {
 };
 
 // One per kind of record. A new kind gets a line in the table of undo functions in reductions.cpp.
-enum class UndoKind : int32_t { kRedundantRow, kFixedColumn, kSingletonRow, kForcingRow, kCount };
+enum class UndoKind : int32_t {
+  kRedundantRow,
+  kFixedColumn,
+  kSingletonRow,
+  kForcingRow,
+  kOpenColumn,
+  kSlackColumn,
+  kDoubletonEquation,
+  kCount
+};
 
 // Reads one record in the order in which it was written.
 struct UndoReader {
