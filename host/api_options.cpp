@@ -19,8 +19,7 @@ constexpr double kSmallestTolerance = 1e-15;
 constexpr qzlp_option kTable[] = {
     {"presolve", QZLP_OPTION_INT, -1, -1, 3,
      "Second presolve. The presolver module always reduces the model first; 0 lets the solver's own presolve run "
-     "behind "
-     "it, any other value leaves it out."},
+     "behind it, any other value leaves it out."},
     {"method", QZLP_OPTION_INT, 0, 0, 1,
      "Linear system of the iterations: 0 the augmented system (sparse LDL factorisation), 1 the normal equations "
      "(sparse Cholesky factorisation)."},
@@ -39,14 +38,14 @@ constexpr qzlp_option kTable[] = {
     {"scaling", QZLP_OPTION_INT, 0, 0, 1,
      "Scaling of the model: 0 rows and columns by statistics of its data, 1 rows only."},
     {"crossover", QZLP_OPTION_INT, 0, 0, 3,
-     "Basic solution behind the interior-point method: 0 none, any other value asks the simplex module for one; its "
-     "bit "
-     "0 selects the start mode of the simplex."},
+     "Basic solution behind the interior-point method, from the simplex module: 0 none, 1 or 3 beginning on the dual "
+     "side, 2 on the primal side."},
     {"printLevel", QZLP_OPTION_INT, 2, 0, 5, "Log: 0 silent, 1 a summary, 2 and above the iteration table as well."},
     {"logFrequency", QZLP_OPTION_INT, 1, 0, kIntMax,
      "A line of the iteration table every so many iterations; 0 shows no table."},
     {"debugLevel", QZLP_OPTION_INT, 0, 0, 100,
-     "0, or 1 and above to compute every stage a second time and compare. Slow; for the developers of the solver."},
+     "Compute every stage a second time and compare: 1 the structure, 3 the solution too, 5 every iteration, 7 with a "
+     "report for each check, 9 with the whole solution; 0 nothing. Slow."},
 };
 static_assert(sizeof(kTable) / sizeof(kTable[0]) == kOptionCount, "one entry for every index");
 

@@ -3,20 +3,26 @@
 
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
+
+#include "options.h"
 
 namespace qzlpApp {
 
 struct Arguments {
+  std::vector<std::string> words;  // the command line as it was given
   std::string file;
   std::string exportFile;    // empty for none; the model is written there and not solved
   std::string solutionFile;  // empty for none
   std::string basisFile;     // empty for none; asks for the crossover
+  std::string logFile;       // empty for none
+  std::string plotFile;      // empty for none
   bool json = false;
-  int printLevel = 2;
-  int debugLevel = 0;
-  std::vector<std::pair<std::string, double>> options;  // names of the C API with values, in the order to set them
+  bool quiet = false;
+  OptionValues options;  // those of the options file, then those of the flags
+
+  // The value that the options leave of one: the last one set, else its default.
+  int intOption(const char* name) const;
 };
 
 // What the program exits with.
@@ -29,8 +35,8 @@ enum ExitCode {
 };
 ExitCode exitCodeOf(int status);
 
-// Parses the command line. Without a value everything is said already (help, version, or what is wrong with the
-// usage, in one line on standard error), and `exitCode` is what the program exits with.
+// Parses the command line. Without a value everything is said already (help, version, the options, or what is wrong
+// with the usage, in one line on standard error), and `exitCode` is what the program exits with.
 std::optional<Arguments> parseArguments(int argc, const char* const* argv, int& exitCode);
 
 }  // namespace qzlpApp

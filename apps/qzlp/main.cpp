@@ -9,9 +9,12 @@
 #include "arguments.h"
 #include "basis_file.h"
 #include "interrupt.h"
+#include "journal.h"
 #include "model_files/model_file.h"
 #include "model_files/mps_writer.h"
 #include "report.h"
+#include "statistics.h"
+#include "text.h"
 
 namespace {
 
@@ -24,24 +27,36 @@ struct Closer {
 };
 using Solver = std::unique_ptr<qzlp, Closer>;
 using OutputFile = std::unique_ptr<std::FILE, Closer>;
+using Clock = std::chrono::steady_clock;
 
 int complain(const std::string& what, const std::string& file = {}) {
   std::fprintf(stderr, "qzlp: %s%s%s\n", file.c_str(), file.empty() ? "" : ": ", what.c_str());
   return exitBadInput;
 }
 
-// Every line at once, so that a reader at the end of a pipe sees the table grow. Debug texts are for those who asked
-// for them, but for the errors among them.
-void showLine(int level, uint32_t, const char* line, void* debugLevel) {
-  const bool isDebug = level == QZLP_LOG_DEBUG && std::strncmp(line, "Error", 5) != 0;
-  if (isDebug && *static_cast<const int*>(debugLevel) == 0) return;
-  std::puts(line);
-  std::fflush(stdout);
+// Who hears the solver during a solve.
+struct Listener {
+  Journal* journal;
+  bool tellsTrouble;  // warnings and errors go to standard error as well: nothing else shows them
+  bool showsDebug;    // debug texts are for those who asked for them, but for the errors among them
+  Clock::time_point start;
+};
+
+// Lines of the iteration table get the seconds since the start of the solve.
+std::string timedLine(int level, const std::string& line, const Listener& listener) {
+  const bool isRule = line.find('-') == 0;
+  if (level == QZLP_LOG_HEADER) return line + (isRule ? "  -------" : "  Seconds");
+  if (level != QZLP_LOG_ITERATION) return line;
+  const std::chrono::duration<double> seconds = Clock::now() - listener.start;
+  return line + formatted("  %7.2f", seconds.count());
 }
 
-// Beside a JSON object only what went wrong is told, and not on standard output.
-void showTrouble(int level, uint32_t, const char* line, void*) {
-  if (level == QZLP_LOG_WARNING || level == QZLP_LOG_ERROR) std::fprintf(stderr, "qzlp: %s\n", line);
+void hearLine(int level, uint32_t, const char* line, void* userData) {
+  const Listener& listener = *static_cast<const Listener*>(userData);
+  if (level == QZLP_LOG_DEBUG && !listener.showsDebug && std::strncmp(line, "Error", 5) != 0) return;
+  listener.journal->line(timedLine(level, line, listener));
+  if (listener.tellsTrouble && (level == QZLP_LOG_WARNING || level == QZLP_LOG_ERROR))
+    std::fprintf(stderr, "qzlp: %s\n", line);
 }
 
 // What was asked for and is of no effect on a quadratic model.
@@ -55,7 +70,7 @@ void noteUnusedOptions(const Arguments& arguments, const ModelFile& model) {
 }
 
 // A handle with model, options and callbacks, or the exit code of what went wrong.
-int prepare(const Arguments& arguments, const ModelFile& model, Solver& lp) {
+int prepare(const Arguments& arguments, const ModelFile& model, Listener& listener, Solver& lp) {
   lp.reset(qzlp_create());
   if (!lp) {
     complain(qzlp_error(nullptr));
@@ -73,10 +88,8 @@ int prepare(const Arguments& arguments, const ModelFile& model, Solver& lp) {
     complain(qzlp_error(lp.get()), arguments.file);
     return loaded == QZLP_ERROR_MODEL ? exitBadInput : exitFailed;
   }
-  const bool callbacks =
-      (arguments.printLevel == 0 || qzlp_setLogCallback(lp.get(), arguments.json ? showTrouble : showLine,
-                                                        const_cast<int*>(&arguments.debugLevel)) == QZLP_OK) &&
-      qzlp_setBreakCallback(lp.get(), wasInterrupted, nullptr) == QZLP_OK;
+  const bool callbacks = qzlp_setLogCallback(lp.get(), hearLine, &listener) == QZLP_OK &&
+                         qzlp_setBreakCallback(lp.get(), wasInterrupted, nullptr) == QZLP_OK;
   return callbacks ? exitOptimal : complain(qzlp_error(lp.get()));
 }
 
@@ -95,32 +108,61 @@ int exportModel(const Arguments& arguments, const ModelFile& model) {
   return exitOptimal;
 }
 
+// The files that a solve writes. One stays empty when the solve leaves nothing to write into it.
+struct OutputFiles {
+  OutputFile log, solution, basis;
+  bool open(const Arguments& arguments) {
+    return openOutput(arguments.logFile, log) && openOutput(arguments.solutionFile, solution) &&
+           openOutput(arguments.basisFile, basis);
+  }
+};
+
+Outcome outcomeOf(const ModelFile& model, const qzlp* lp) {
+  Outcome outcome;
+  outcome.status = qzlp_status(lp) == QZLP_STATUS_NONE ? QZLP_STATUS_FAILED : qzlp_status(lp);
+  if (hasPoint(outcome.status)) outcome.residuals = residualsOf(model, qzlp_primal(lp), qzlp_dual(lp));
+  return outcome;
+}
+
+// The answer's files, behind the solve.
+int writeAnswer(const Arguments& arguments, const ModelFile& model, int status, const qzlp* lp,
+                const OutputFiles& files) {
+  const std::string incomplete = "could not be written to its end";
+  if (files.solution && hasPoint(status) && !writeSolution(files.solution.get(), model, lp))
+    return complain(incomplete, arguments.solutionFile);
+  if (files.basis && qzlp_rowBasis(lp) != nullptr && !writeBasis(files.basis.get(), model, lp))
+    return complain(incomplete, arguments.basisFile);
+  if (files.log && std::ferror(files.log.get()) != 0) return complain(incomplete, arguments.logFile);
+  return exitCodeOf(status);
+}
+
 int solve(const Arguments& arguments, const ModelFile& model, double readTime) {
-  // A file stays empty when the solve leaves nothing to write into it.
-  OutputFile solution;
-  OutputFile basis;
-  if (!openOutput(arguments.solutionFile, solution) || !openOutput(arguments.basisFile, basis)) return exitBadInput;
+  OutputFiles files;
+  if (!files.open(arguments)) return exitBadInput;
+  const bool silent = arguments.intOption("printLevel") == 0;
+  const bool onScreen = !arguments.json && !arguments.quiet;
+  Journal journal(onScreen && !silent, silent ? nullptr : files.log.get());
+  Listener listener{&journal, !onScreen && !silent, arguments.intOption("debugLevel") != 0, Clock::now()};
   Solver lp;
-  const int prepared = prepare(arguments, model, lp);
+  const int prepared = prepare(arguments, model, listener, lp);
   if (prepared != exitOptimal) return prepared;
 
-  const bool talks = !arguments.json && arguments.printLevel > 0;
   noteUnusedOptions(arguments, model);
   catchInterrupts();
-  if (talks) printModel(arguments.file, model);
+  const std::vector<std::string> warnings =
+      warningsOf(model, statisticsOf(model), arguments.intOption("method") == 1 && !model.isQuadratic());
+  logCommand(journal, arguments);
+  printBanner(journal, arguments.file, model, warnings);
+  listener.start = Clock::now();
   if (qzlp_solve(lp.get()) != QZLP_OK) complain(qzlp_error(lp.get()));
 
-  Outcome outcome;
-  outcome.status = qzlp_status(lp.get()) == QZLP_STATUS_NONE ? QZLP_STATUS_FAILED : qzlp_status(lp.get());
+  Outcome outcome = outcomeOf(model, lp.get());
   outcome.file = arguments.file;
   outcome.readTime = readTime;
+  outcome.warnings = warnings;
   if (arguments.json) printJson(outcome, model, lp.get());
-  if (talks) printSummary(outcome, lp.get());
-  if (solution && hasPoint(outcome.status) && !writeSolution(solution.get(), model, lp.get()))
-    return complain("could not be written to its end", arguments.solutionFile);
-  if (basis && qzlp_rowBasis(lp.get()) != nullptr && !writeBasis(basis.get(), model, lp.get()))
-    return complain("could not be written to its end", arguments.basisFile);
-  return exitCodeOf(outcome.status);
+  printSummary(journal, outcome, lp.get());
+  return writeAnswer(arguments, model, outcome.status, lp.get(), files);
 }
 
 int run(int argc, const char* const* argv) {
@@ -128,9 +170,9 @@ int run(int argc, const char* const* argv) {
   const std::optional<Arguments> arguments = parseArguments(argc, argv, exitCode);
   if (!arguments) return exitCode;
   try {
-    const auto start = std::chrono::steady_clock::now();
+    const Clock::time_point start = Clock::now();
     const ModelFile model = qzfiles::readModelFile(arguments->file);
-    const std::chrono::duration<double> readTime = std::chrono::steady_clock::now() - start;
+    const std::chrono::duration<double> readTime = Clock::now() - start;
     if (!arguments->exportFile.empty()) return exportModel(*arguments, model);
     return solve(*arguments, model, readTime.count());
   } catch (const ModelFileError& error) {

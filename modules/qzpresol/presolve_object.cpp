@@ -68,11 +68,17 @@ void freeResult(QzPresolveObject* object, QzPresolveResult** field) {
   *field = nullptr;
 }
 
-// What the presolver settled alone is told here, since no engine reports on it.
+// What is left to solve, or what the presolver settled alone, since no engine reports on that.
 void reportOutcome(const Reduction& reduction) {
   if (reduction.owner->settings.printLevel == 0) return;
   QzLog* log = reduction.owner->slots.log;
+  const LpRecord& before = *reduction.caller;
+  const LpRecord& after = reduction.reduced;
   switch (reduction.outcome) {
+    case 0:
+      qz::logText(log, QZ_LOG_NOTE, L"The presolver leaves %d of %d rows, %d of %d columns, %d of %d matrix elements.",
+                  after.numRow, before.numRow, after.numCol, before.numCol, after.numCoef, before.numCoef);
+      break;
     case QZ_PRESOL_OPTIMAL:
       qz::logText(log, QZ_LOG_NOTE, L"The presolver solved the model.");
       break;

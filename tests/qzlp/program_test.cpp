@@ -110,10 +110,11 @@ TEST(Program, JsonIsOneObjectAndNothingElse) {
   EXPECT_EQ(result.exitCode, 0);
   EXPECT_EQ(result.err, "");
   const nlohmann::json object = jsonOf(result);
-  const std::set<std::string> keys{"file",         "status",       "statusName",  "objective",        "iterations",
-                                   "primalInfeas", "dualInfeas",   "boundInfeas", "dualityGap",       "complementarity",
-                                   "rows",         "columns",      "nonzeros",    "method",           "threads",
-                                   "readTime",     "presolveTime", "totalTime",   "simplexIterations"};
+  const std::set<std::string> keys{"file",          "status",     "statusName",   "objective",        "iterations",
+                                   "primalInfeas",  "dualInfeas", "boundInfeas",  "dualityGap",       "complementarity",
+                                   "rows",          "columns",    "nonzeros",     "method",           "threads",
+                                   "readTime",      "totalTime",  "presolveTime", "solverMemory",     "programMemory",
+                                   "dualObjective", "residuals",  "warnings",     "simplexIterations"};
   std::set<std::string> found;
   for (const auto& [key, value] : object.items()) found.insert(key);
   EXPECT_EQ(found, keys);
@@ -306,9 +307,11 @@ TEST(Program, HelpAndVersion) {
   const ProgramRun help = qzlp({"--help"});
   EXPECT_EQ(help.exitCode, 0);
   EXPECT_EQ(help.err, "");
-  for (const char* flag : {"--method", "--presolve", "--threads", "--max-iter", "--time-limit", "--tol", "--tol-primal",
-                           "--tol-dual", "--tol-optimality", "--scaling", "--crossover", "--basis", "--print-level",
-                           "--log-frequency", "--debug-level", "--solution", "--json", "--version", "--help"})
+  for (const char* flag : {"--method",      "--presolve",     "--threads",    "--max-iter",    "--time-limit",
+                           "--time-type",   "--tol",          "--tol-primal", "--tol-dual",    "--tol-optimality",
+                           "--scaling",     "--crossover",    "--basis",      "--print-level", "--log-frequency",
+                           "--debug-level", "--solution",     "--export-mps", "--log",         "--quiet",
+                           "--options",     "--show-options", "--json",       "--version",     "--help"})
     EXPECT_NE(help.out.find(flag), std::string::npos) << flag;
   const ProgramRun version = qzlp({"--version"});
   EXPECT_EQ(version.exitCode, 0);
@@ -330,6 +333,10 @@ TEST(Program, BadUsageExitsWithTwoAndOneLine) {
                                                     {"--time-limit", "-3", example("diet.mps")},
                                                     {"--scaling", "none", example("diet.mps")},
                                                     {"--max-iter"},
+                                                    {"--crossover=9", example("diet.mps")},
+                                                    {"--crossover=x", example("diet.mps")},
+                                                    {"--quiet", "--json", example("diet.mps")},
+                                                    {"--show-options", "--tol", "2"},
                                                     {example("diet.mps"), example("workshop.lp")}};
   for (const auto& arguments : cases) {
     const ProgramRun result = qzlp(arguments);
@@ -363,6 +370,133 @@ TEST(Program, BadFilesExitWithTwoAndOneLineThatNamesThem) {
   const ProgramRun missing = qzlp({"/nowhere/at/all.mps"});
   EXPECT_EQ(missing.exitCode, 2);
   EXPECT_EQ(missing.err, "qzlp: /nowhere/at/all.mps: No such file or directory\n");
+}
+
+TEST(Program, SummaryMeasuresTheAnswerOnTheModelAsRead) {
+  const std::string text = qzlp({example("diet.mps")}).out;
+  EXPECT_NEAR(numberBehind(text, "\nDual objective        "), 19.0, 1e-5) << text;
+  for (const char* measure : {"Rows  ", "Bounds  ", "Duals  ", "Duality gap  ", "Complementarity  "}) {
+    std::istringstream fields(lineOf(text, measure).substr(20));
+    double absolute = -1.0, relative = -1.0, tolerance = -1.0;
+    fields >> absolute >> relative >> tolerance;
+    EXPECT_FALSE(fields.fail()) << measure << text;
+    EXPECT_GE(absolute, relative) << measure << ": relative to more than 1";
+    EXPECT_GE(relative, 0.0) << measure;
+    EXPECT_LE(relative, 1e-6) << measure;
+    EXPECT_EQ(tolerance, 1e-6) << measure;
+  }
+  EXPECT_GT(numberBehind(text, "\nMemory                "), 0.0) << text;
+  EXPECT_EQ(qzlp({example("shortage.mps")}).out.find("On the model as read"), std::string::npos)
+      << "an infeasible model has no point to measure";
+}
+
+TEST(Program, JsonHoldsTheResidualsAndTheWarnings) {
+  const nlohmann::json object = jsonOf(qzlp({"--json", "--tol", "1e-9", example("transport.mps")}));
+  EXPECT_NEAR(object["dualObjective"].get<double>(), 245.0, 1e-5);
+  for (const char* key : {"rows", "bounds", "duals", "gap", "complementarity"}) {
+    EXPECT_LE(object["residuals"][key]["relative"].get<double>(), 1e-8) << key;
+    EXPECT_GE(object["residuals"][key]["absolute"].get<double>(), 0.0) << key;
+  }
+  EXPECT_TRUE(object["warnings"].empty());
+  EXPECT_FALSE(jsonOf(qzlp({"--json", example("shortage.mps")})).contains("residuals"));
+}
+
+TEST(Program, BannerTellsStatisticsWarningsAndWhatPresolveLeft) {
+  const TemporaryFile file(".lp",
+                           "min\n x + y + 1e9 z\nst\n r: x + y + 0 z >= 2\n s: x + z >= 1\nbounds\n x = 1\nend\n");
+  const std::string text = qzlp({file.path()}).out;
+  EXPECT_NE(text.find("\n  Rows       2 at least\n"), std::string::npos) << text;
+  EXPECT_NE(text.find("\n  Columns    2 with a lower bound, 1 fixed\n"), std::string::npos) << text;
+  EXPECT_NE(text.find("\nWarning: the largest cost is 1e+09 (column 'z')"), std::string::npos) << text;
+  EXPECT_NE(lineOf(text, "The presolver ").find(" rows, "), std::string::npos) << text;
+  EXPECT_EQ(jsonOf(qzlp({"--json", file.path()}))["warnings"].size(), 1U);
+}
+
+TEST(Program, EveryLineOfTheTableTellsTheSeconds) {
+  std::istringstream lines(qzlp({example("transport.mps")}).out);
+  int numTimed = 0;
+  size_t width = 0;
+  for (std::string line; std::getline(lines, line);) {
+    if (line.rfind(" Iter ", 0) == 0) {
+      width = line.size();
+      EXPECT_EQ(line.substr(line.size() - 9), "  Seconds");
+    } else if (line.rfind("----- ", 0) == 0 || (width != 0 && line.rfind("    ", 0) == 0)) {
+      EXPECT_EQ(line.size(), width) << line;
+      ++numTimed;
+    }
+  }
+  EXPECT_GT(numTimed, 3);
+}
+
+TEST(Program, LogFileHoldsWhatTheScreenShowsBehindTheCommand) {
+  const TemporaryFile log(".log", "of an earlier run");
+  const ProgramRun shown = qzlp({"--log", log.path(), example("diet.mps")});
+  EXPECT_EQ(shown.exitCode, 0);
+  const std::string text = log.read();
+  ASSERT_EQ(text.rfind("# qzlp --log " + log.path() + " ", 0), 0U) << text;
+  const size_t second = text.find("\n# 20");
+  ASSERT_NE(second, std::string::npos) << "the date\n" << text;
+  EXPECT_EQ(text.substr(text.find('\n', second + 1) + 1), shown.out);
+}
+
+TEST(Program, QuietPrintsNothingAndStillWritesTheLog) {
+  const TemporaryFile log(".log");
+  const ProgramRun quiet = qzlp({"--quiet", "--log", log.path(), example("diet.mps")});
+  EXPECT_EQ(quiet.exitCode, 0);
+  EXPECT_EQ(quiet.out, "");
+  EXPECT_EQ(quiet.err, "");
+  EXPECT_NEAR(numberBehind(log.read(), "\nObjective             "), 19.0, 1e-5);
+  const ProgramRun failed = qzlp({"--quiet", "/nowhere/at/all.mps"});
+  EXPECT_EQ(failed.exitCode, 2);
+  EXPECT_TRUE(isOneLine(failed.err)) << failed.err;
+}
+
+TEST(Program, JsonAndALogFileGoTogether) {
+  const TemporaryFile log(".log");
+  const ProgramRun result = qzlp({"--json", "--log", log.path(), example("diet.mps")});
+  EXPECT_NEAR(jsonOf(result)["objective"].get<double>(), 19.0, 1e-5);
+  EXPECT_NE(log.read().find("Status                optimal (1)"), std::string::npos);
+}
+
+TEST(Program, ALogFileThatCannotBeWrittenIsToldBeforeTheSolve) {
+  const ProgramRun result = qzlp({"--log", "/nowhere/at/all.log", example("diet.mps")});
+  EXPECT_EQ(result.exitCode, 2);
+  EXPECT_EQ(result.out, "");
+  EXPECT_TRUE(isOneLine(result.err)) << result.err;
+}
+
+TEST(Program, OptionsFileSetsOptionsAndFlagsWinOverIt) {
+  const TemporaryFile options(".opt", "# few iterations\nmethod = normal\nmax-iter = 1 # one\nthreads=2\n");
+  const nlohmann::json one = jsonOf(qzlp({"--json", "--options", options.path(), example("transport.mps")}));
+  EXPECT_EQ(one["method"], "normal");
+  EXPECT_EQ(one["threads"], 2);
+  EXPECT_EQ(one["status"], 7);
+  EXPECT_EQ(one["iterations"], 1);
+  const nlohmann::json all =
+      jsonOf(qzlp({"--json", "--max-iter", "100", "--options", options.path(), example("transport.mps")}));
+  EXPECT_EQ(all["status"], 1) << "the flag wins, wherever it stands";
+}
+
+TEST(Program, ABadOptionsFileIsToldWithItsLine) {
+  const TemporaryFile options(".opt", "method = normal\n\nmaxIterations = 7\n");
+  const ProgramRun result = qzlp({"--options", options.path(), example("diet.mps")});
+  EXPECT_EQ(result.exitCode, 2);
+  EXPECT_TRUE(isOneLine(result.err)) << result.err;
+  EXPECT_NE(result.err.find(options.path() + ": line 3: there is no option 'maxIterations'"), std::string::npos)
+      << result.err;
+  EXPECT_EQ(qzlp({"--options", "/nowhere/at/all.opt", example("diet.mps")}).exitCode, 2);
+  EXPECT_EQ(qzlp({"--options", "/tmp", example("diet.mps")}).exitCode, 2) << "a folder";
+}
+
+TEST(Program, ShowsItsOptionsAsAFileThatItReads) {
+  const ProgramRun shown = qzlp({"--show-options", "--method", "normal", "--tol-dual", "1e-9"});
+  EXPECT_EQ(shown.exitCode, 0);
+  EXPECT_EQ(lineOf(shown.out, "method"), "method = normal");
+  EXPECT_EQ(lineOf(shown.out, "tolDual"), "tolDual = 1e-9");
+  EXPECT_EQ(lineOf(shown.out, "tolPrimal"), "tolPrimal = 1e-6");
+  const TemporaryFile options(".opt", shown.out);
+  EXPECT_EQ(qzlp({"--show-options", "--options", options.path()}).out, shown.out);
+  EXPECT_EQ(qzlp({"--quiet", "--options", options.path(), example("diet.mps")}).exitCode, 0);
 }
 
 // A transport model that takes long enough to be stopped in the middle.
@@ -418,6 +552,8 @@ TEST(Program, CrossoverGivesTheVertex) {
   EXPECT_DOUBLE_EQ(object["objective"].get<double>(), 44.0) << "a vertex is exact";
   EXPECT_EQ(object["dualityGap"].get<double>(), 0.0);
   EXPECT_TRUE(object["simplexIterations"].is_number_integer());
+  const nlohmann::json primalStart = jsonOf(qzlp({"--json", "--crossover=2", example("workshop.lp")}));
+  EXPECT_DOUBLE_EQ(primalStart["objective"].get<double>(), 44.0);
 }
 
 TEST(Program, BasisFileIncludesTheCrossover) {
