@@ -198,8 +198,10 @@ void crossCheck(Control& control) {
   const bool claimed = model->status == QZ_STATUS_INFEASIBLE_ALIAS || model->status == QZ_STATUS_BOTH_INFEASIBLE ||
                        model->status == QZ_STATUS_DUAL_INFEASIBLE || model->status == QZ_STATUS_PRIMAL_INFEASIBLE;
   if (!claimed && !nearOptimalWithOpenGap(control)) return;
+  const double* rowScale = control.hub->scaleState == 0 ? control.hub->rowScale : nullptr;  // of the row scaling
+  const int32_t unproved = claimed ? QZ_STATUS_FAILED : model->status;
   model->status = statusByRays(model, control.solution->primal, control.solution->dual, control.option->infinityValue,
-                               control.ipm->workReal1, model->status);
+                               rowScale, control.ipm->workReal1, unproved);
   if (!claimed) return;
   model->status = crossCheckInfeasible(model, model->dualInfeas, control.option->tolDual, control.option->infinityValue,
                                        model->status);

@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "transform/row_scaling.h"
 #include "transform/sparse_helpers.h"
 
 namespace qz {
@@ -16,9 +17,14 @@ bool proves(double gain, double violation2, double norm2) {
   return gain > 0.0 && std::sqrt(violation2) * (1.0 + std::sqrt(norm2)) <= kRayTolerance * gain;
 }
 
+// What row i has been divided by.
+double divisor(const double* rowScale, int32_t i) {
+  return rowScale != nullptr && rowScale[i] >= kLeastDivisor ? rowScale[i] : 1.0;
+}
+
 }  // namespace
 
-bool isRay(const Model* model, const double* x, double infinityValue, double* work) {
+bool isRay(const Model* model, const double* x, double infinityValue, const double* rowScale, double* work) {
   double gain = 0.0;
   double cost2 = 0.0;
   double violation2 = 0.0;
@@ -31,7 +37,7 @@ bool isRay(const Model* model, const double* x, double infinityValue, double* wo
   matrixTimesVector(model->numRow, model->numCol, model->colBegin, model->colLength, model->rowIndex, model->matValue,
                     x, work);
   for (int32_t i = 0; i < model->numRow; ++i)
-    if (model->rowSense[i] == 'E' || work[i] < 0.0) violation2 += square(work[i]);
+    if (model->rowSense[i] == 'E' || work[i] < 0.0) violation2 += square(work[i] * divisor(rowScale, i));
   if (model->typeModel == IPM_MODEL_QP) {
     clearBuffer(model->numCol, work);
     symmatrixTimesVector(model->numCol, model->quadColBegin, model->quadColLength, model->quadRowIndex,
@@ -41,14 +47,14 @@ bool isRay(const Model* model, const double* x, double infinityValue, double* wo
   return proves(gain, violation2, cost2);
 }
 
-bool isFarkasProof(const Model* model, const double* y, double infinityValue) {
+bool isFarkasProof(const Model* model, const double* y, double infinityValue, const double* rowScale) {
   double gain = 0.0;
   double side2 = 0.0;
   double violation2 = 0.0;
   for (int32_t i = 0; i < model->numRow; ++i) {
     gain += model->rhs[i] * y[i];
-    side2 += square(model->rhs[i]);
-    if (model->rowSense[i] == 'G' && y[i] < 0.0) violation2 += square(y[i]);
+    side2 += square(model->rhs[i] * divisor(rowScale, i));
+    if (model->rowSense[i] == 'G' && y[i] < 0.0) violation2 += square(y[i] / divisor(rowScale, i));
   }
   for (int32_t j = 0; j < model->numCol; ++j) {
     double d = 0.0;
@@ -66,13 +72,13 @@ bool isFarkasProof(const Model* model, const double* y, double infinityValue) {
   return proves(gain, violation2, side2);
 }
 
-int32_t statusByRays(const Model* model, const double* x, const double* y, double infinityValue, double* work,
-                     int32_t status) {
-  const bool noDualPoint = isRay(model, x, infinityValue, work);
-  const bool noPoint = isFarkasProof(model, y, infinityValue);
+int32_t statusByRays(const Model* model, const double* x, const double* y, double infinityValue, const double* rowScale,
+                     double* work, int32_t unproved) {
+  const bool noDualPoint = isRay(model, x, infinityValue, rowScale, work);
+  const bool noPoint = isFarkasProof(model, y, infinityValue, rowScale);
   if (noDualPoint && noPoint) return QZ_STATUS_BOTH_INFEASIBLE;
   if (noDualPoint) return QZ_STATUS_DUAL_INFEASIBLE;
-  return noPoint ? QZ_STATUS_PRIMAL_INFEASIBLE : status;
+  return noPoint ? QZ_STATUS_PRIMAL_INFEASIBLE : unproved;
 }
 
 }  // namespace qz

@@ -19,18 +19,21 @@
 namespace qz {
 
 // True when x (numCol), as a direction, is a ray to kRayTolerance: the Euclidean norm of what it violates of the
-// conditions above, against the gain -c'x / (1 + ||c||). work is scratch of numRow entries,
-// and of numCol for a quadratic model.
-[[nodiscard]] bool isRay(const Model* model, const double* x, double infinityValue, double* work);
+// conditions above, against the gain -c'x / (1 + ||c||). rowScale (numRow entries, or null) holds the divisors of the
+// row scaling, and the rows count as they were, or a row with a far side would hide what x violates of it. work is
+// scratch of numRow entries, and of numCol for a quadratic model.
+[[nodiscard]] bool isRay(const Model* model, const double* x, double infinityValue, const double* rowScale,
+                         double* work);
 
 // True when y (numRow) proves infeasibility to kRayTolerance: violation against the gain over 1 + the norm of b, l, u.
-[[nodiscard]] bool isFarkasProof(const Model* model, const double* y, double infinityValue);
+// rowScale as above.
+[[nodiscard]] bool isFarkasProof(const Model* model, const double* y, double infinityValue, const double* rowScale);
 
 // The residuals alone say which equations are not met, and after a long step along a ray rounding counts against the
-// other side's too. Of the statuses 3, 4 and 14 the one that x and y prove takes the place of `status`; without any
-// proof it stays.
+// other side's too; a point that has stalled leaves residuals as well. So a claim takes a proof: the status 3, 4 or 14
+// that x and y prove, and `unproved` without any.
 [[nodiscard]] int32_t statusByRays(const Model* model, const double* x, const double* y, double infinityValue,
-                                   double* work, int32_t status);
+                                   const double* rowScale, double* work, int32_t unproved);
 
 inline constexpr double kRayTolerance = 1e-2;
 

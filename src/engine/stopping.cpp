@@ -106,8 +106,8 @@ void countBadSteps(Ipm& ipm) {
 // A growing mu alone is no verdict: where the feasible points or the dual points have no interior the first steps may
 // multiply it, and the run comes back. It is one when the iterate has come to prove it.
 bool runsAlongARay(const Ipm& ipm) {
-  return isRay(ipm.model, ipm.primal, ipm.infinityValue, ipm.workReal1) ||
-         isFarkasProof(ipm.model, ipm.dual, ipm.infinityValue);
+  return isRay(ipm.model, ipm.primal, ipm.infinityValue, nullptr, ipm.workReal1) ||
+         isFarkasProof(ipm.model, ipm.dual, ipm.infinityValue, nullptr);
 }
 
 }  // namespace

@@ -9,8 +9,6 @@ namespace qz {
 
 namespace {
 
-constexpr double kLeastDivisor = 10.0;
-
 bool divides(double divisor) {
   return divisor >= kLeastDivisor;
 }

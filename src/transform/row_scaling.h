@@ -9,6 +9,8 @@
 
 namespace qz {
 
+inline constexpr double kLeastDivisor = 10.0;
+
 // objScale becomes the largest |obj|, rowScale (numRow entries) the largest magnitude of each row's elements and rhs;
 // what is at least 10 divides; the quadratic term is divided with the costs. Range rows get the divisor 1, since their
 // range is not scaled. 0 or -1086.

@@ -16,18 +16,18 @@ using qztest::TestModel;
 
 constexpr double kInfinityValue = 1e20;
 
-bool ray(const TestModel& m, const std::vector<double>& x) {
+bool ray(const TestModel& m, const std::vector<double>& x, const double* rowScale = nullptr) {
   std::vector<double> work(static_cast<size_t>(std::max(m.model.numRow, m.model.numCol)) + 1);
-  return isRay(&m.model, x.data(), kInfinityValue, work.data());
+  return isRay(&m.model, x.data(), kInfinityValue, rowScale, work.data());
 }
 
-bool farkas(const TestModel& m, const std::vector<double>& y) {
-  return isFarkasProof(&m.model, y.data(), kInfinityValue);
+bool farkas(const TestModel& m, const std::vector<double>& y, const double* rowScale = nullptr) {
+  return isFarkasProof(&m.model, y.data(), kInfinityValue, rowScale);
 }
 
-int32_t judge(const TestModel& m, const std::vector<double>& x, const std::vector<double>& y, int32_t status) {
+int32_t judge(const TestModel& m, const std::vector<double>& x, const std::vector<double>& y) {
   std::vector<double> work(static_cast<size_t>(std::max(m.model.numRow, m.model.numCol)) + 1);
-  return statusByRays(&m.model, x.data(), y.data(), kInfinityValue, work.data(), status);
+  return statusByRays(&m.model, x.data(), y.data(), kInfinityValue, nullptr, work.data(), QZ_STATUS_FAILED);
 }
 
 // min -x0 - x1 on x0 - x1 = 3 and x0 + x1 >= -1, x >= 0, x2 in [1, 2], x3 <= 5.
@@ -101,18 +101,38 @@ TEST(StatusByRays, WhatIsProvedTakesTheClaimsPlace) {
   // min -x0 on x1 = 1 twice or not, x0 >= 0 alone: a ray along x0; x1 = 1 and x1 = 2 contradict each other
   const TestModel both("EE", {1, 2}, {}, {{-1, 0, kInf, {}}, {0, -kInf, kInf, {{0, 1}, {1, 1}}}});
   const std::vector<double> far = {1e5, 1}, near = {1, 1}, proof = {-1e5, 1e5}, nothing = {1, 1};
-  for (int32_t claim : {3, 4, 14, 256}) {
-    EXPECT_EQ(judge(both, far, nothing, claim), 4);
-    EXPECT_EQ(judge(both, near, proof, claim), 3);
-    EXPECT_EQ(judge(both, far, proof, claim), 14);
-    EXPECT_EQ(judge(both, near, nothing, claim), claim);
-  }
+  EXPECT_EQ(judge(both, far, nothing), 4);
+  EXPECT_EQ(judge(both, near, proof), 3);
+  EXPECT_EQ(judge(both, far, proof), 14);
+}
+
+TEST(StatusByRays, AClaimWithoutAProofIsAFailure) {
+  const TestModel m("E", {1}, {}, {{-1, 0, 5, {{0, 1}}}});
+  EXPECT_EQ(judge(m, {1}, {1}), QZ_STATUS_FAILED);
+}
+
+// -x0 <= ... on 1e6 x0 - 1e6 x1 = 1e6, divided by 1e6: a step of 1e-3 off the equation is one of 1e3 in true terms.
+TEST(Ray, RowsCountAsTheyWereBeforeTheirScaling) {
+  const TestModel m("E", {1}, {}, {{-1, 0, kInf, {{0, 1}}}, {0, 0, kInf, {{0, -1}}}});
+  const double scale[] = {1e6}, small[] = {9.9};
+  EXPECT_TRUE(ray(m, {1, 0.999}));
+  EXPECT_FALSE(ray(m, {1, 0.999}, scale));
+  EXPECT_TRUE(ray(m, {1, 0.999}, small)) << "a divisor below 10 is not applied";
+}
+
+// x0 = 3 with x0 <= 1 and a multiplier of the wrong sign of a G row beside it, both divided.
+TEST(Farkas, RowsCountAsTheyWereBeforeTheirScaling) {
+  const TestModel m("EG", {3, 0}, {}, {{0, 0, 1, {{0, 1}}}, {0, -kInf, kInf, {}}});
+  const double scale[] = {1, 1e3}, far[] = {1e6, 1};
+  EXPECT_FALSE(farkas(m, {1, -0.01}));
+  EXPECT_TRUE(farkas(m, {1, -0.01}, scale)) << "of the undivided row the multiplier is a thousandth";
+  EXPECT_FALSE(farkas(m, {1, -0.001}, far)) << "the far side weighs on the gain";
 }
 
 TEST(StatusByRays, ValuesThatAreNoNumbersProveNothing) {
   const TestModel m = unboundedModel();
   const double nan = std::numeric_limits<double>::quiet_NaN();
-  EXPECT_EQ(judge(m, {nan, nan, nan, nan}, {nan, nan}, 14), 14);
+  EXPECT_EQ(judge(m, {nan, nan, nan, nan}, {nan, nan}), QZ_STATUS_FAILED);
 }
 
 }  // namespace
