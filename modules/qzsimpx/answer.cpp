@@ -92,4 +92,15 @@ void writeMeasures(const Program& p, double constant, LpRecord& record) {
   record.dualInfeas = std::sqrt(v.dual) / (1.0 + std::sqrt(v.cost));
 }
 
+bool isWithin(const LpRecord& record, double tolPrimal, double tolDual) {
+  constexpr double kExcess = 10.0;
+  return record.primalInfeas <= kExcess * tolPrimal && record.boundInfeas <= kExcess * tolPrimal &&
+         record.dualInfeas <= kExcess * tolDual;  // false for what is no number
+}
+
+void clearBasis(const Program& p, LpRecord& record) {
+  if (record.colBasis != nullptr) std::fill_n(record.colBasis, p.numCol, uint8_t{QZ_BASIS_NONE});
+  if (record.rowBasis != nullptr) std::fill_n(record.rowBasis, p.numRow, uint8_t{QZ_BASIS_NONE});
+}
+
 }  // namespace qzsimpx

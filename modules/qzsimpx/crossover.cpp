@@ -113,6 +113,14 @@ void reportEnd(const Crossover& c) {
   }
 }
 
+// Clp's verdict rests on its own values of the basic variables. On a basis that is nearly singular they need not meet
+// the rows.
+void confirm(Crossover& c) {
+  if (c.record.status != QZ_STATUS_OPTIMAL || isWithin(c.record, c.settings.tolPrimal, c.settings.tolDual)) return;
+  c.record.status = QZ_STATUS_FAILED;
+  clearBasis(c.program, c.record);
+}
+
 }  // namespace
 
 void crossOver(QzPool* pool, QzLog* log, const QzPresolveHandle& handle, LpRecord& record) {
@@ -122,6 +130,7 @@ void crossOver(QzPool* pool, QzLog* log, const QzPresolveHandle& handle, LpRecor
   record.numSimplexIter = c.limits.numChange();
   if (record.status == QZ_STATUS_OPTIMAL) writePoint(c.program, c.point, record);
   writeMeasures(c.program, constant, record);
+  confirm(c);
   reportEnd(c);
 }
 
