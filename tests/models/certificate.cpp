@@ -30,13 +30,22 @@ RowSums rowSums(const LinearProgram& program, const std::vector<double>& x) {
   return rows;
 }
 
-// Q x, and for a program without curvature zeros.
-std::vector<Real> curvatureTimes(const LinearProgram& program, const std::vector<double>& x) {
-  std::vector<Real> out(program.cost.size(), 0.0L);
+// Q x, for a program without curvature zeros, and the sum of the magnitudes of its terms.
+struct CurvatureSums {
+  std::vector<Real> sum, magnitude;
+};
+
+CurvatureSums curvatureTimes(const LinearProgram& program, const std::vector<double>& x) {
+  const std::vector<Real> zeros(program.cost.size(), 0.0L);
+  CurvatureSums out{zeros, zeros};
+  const auto add = [&](size_t i, Real term) {
+    out.sum[i] += term;
+    out.magnitude[i] += std::fabs(term);
+  };
   for (const Curvature& entry : program.curvature) {
     const auto i = static_cast<size_t>(entry.row), j = static_cast<size_t>(entry.col);
-    out[i] += static_cast<Real>(entry.value) * x[j];
-    if (i != j) out[j] += static_cast<Real>(entry.value) * x[i];
+    add(i, static_cast<Real>(entry.value) * x[j]);
+    if (i != j) add(j, static_cast<Real>(entry.value) * x[i]);
   }
   return out;
 }
@@ -75,6 +84,7 @@ struct Sums {
   Real boundViolation = 0.0L, boundNorm = 0.0L;
   Real dualViolation = 0.0L, costNorm = 0.0L;
   Real primal = 0.0L, dual = 0.0L;
+  Real magnitude = 0.0L;  // of the terms of the primal objective
   Real complementarity = 0.0L;
 };
 
@@ -111,9 +121,10 @@ void judgeRows(const LinearProgram& program, const Answer& answer, Sums& sums, C
 }
 
 void judgeColumns(const LinearProgram& program, const Answer& answer, Sums& sums, Certificate& certificate) {
-  const std::vector<Real> slope = curvatureTimes(program, answer.primal);
+  const CurvatureSums slope = curvatureTimes(program, answer.primal);
   for (size_t j = 0; j < program.cost.size(); ++j) {
-    const ColumnSum reduced = columnSum(program, j, program.cost[j] + slope[j], answer.dual, 1.0L);
+    ColumnSum reduced = columnSum(program, j, program.cost[j] + slope.sum[j], answer.dual, 1.0L);
+    reduced.magnitude += std::fabs(static_cast<Real>(program.cost[j])) + slope.magnitude[j];
     certificate.reducedCostError =
         std::max(certificate.reducedCostError,
                  static_cast<double>(std::fabs(reduced.sum - answer.reducedCost[j]) / (1.0L + reduced.magnitude)));
@@ -122,9 +133,10 @@ void judgeColumns(const LinearProgram& program, const Answer& answer, Sums& sums
     sums.boundViolation += violation * violation;
     sums.boundNorm += squareIfFinite(program.lower[j]) + squareIfFinite(program.upper[j]);
     sums.costNorm += static_cast<Real>(program.cost[j]) * program.cost[j];
-    const Real half = 0.5L * x * slope[j] * program.sense;
+    const Real half = 0.5L * x * slope.sum[j] * program.sense;
     sums.primal += static_cast<Real>(program.cost[j]) * x * program.sense + half;
     sums.dual -= half;
+    sums.magnitude += std::fabs(x) * (std::fabs(static_cast<Real>(program.cost[j])) + slope.magnitude[j]);
     addMultiplier(sums, reduced.sum * program.sense, x, program.lower[j], program.upper[j]);
   }
 }
@@ -179,7 +191,8 @@ Certificate certify(const LinearProgram& program, const Answer& answer) {
   certificate.primalObjective = static_cast<double>(sums.primal * program.sense);
   certificate.dualObjective = static_cast<double>(sums.dual * program.sense);
   const Real claimed = static_cast<Real>(answer.objective) - program.constant;
-  certificate.objectiveError = static_cast<double>(std::fabs(sums.primal * program.sense - claimed) / scale);
+  certificate.objectiveError =
+      static_cast<double>(std::fabs(sums.primal * program.sense - claimed) / (1.0L + sums.magnitude));
   return certificate;
 }
 
@@ -212,7 +225,7 @@ bool provesUnbounded(const LinearProgram& program, const std::vector<double>& r,
     if (std::isfinite(program.rowLower[i]) && rows.sum[i] < -slack) return false;
     if (std::isfinite(program.rowUpper[i]) && rows.sum[i] > slack) return false;
   }
-  for (const Real curved : curvatureTimes(program, r))
+  for (const Real curved : curvatureTimes(program, r).sum)
     if (std::fabs(curved) > static_cast<Real>(tolerance)) return false;
   Real change = 0.0L;
   Real magnitude = 0.0L;
