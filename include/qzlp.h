@@ -155,8 +155,8 @@ enum {
  *
  * with a symmetric Q. The factor 1/2 is always there: x^2 is an entry 2 on the diagonal, and x*y is the pair of entries
  * 1, of which a triangle holds one. Minimising, Q must be positive semi-definite; maximising, negative semi-definite;
- * what is neither ends with QZLP_STATUS_NOT_CONVEX. Q stands by columns like the matrix of the model, with a row at
- * most once in a column. Elements smaller than 1e-20 in magnitude are dropped. */
+ * what is neither, as far as presolve leaves it, ends with QZLP_STATUS_NOT_CONVEX. Q stands by columns like the matrix
+ * of the model, with a row at most once in a column. Elements smaller than 1e-20 in magnitude are dropped. */
 typedef struct qzlp_quadratic {
   int32_t form;             /* QZLP_LOWER, QZLP_UPPER or QZLP_FULL */
   int32_t numCoef;          /* length of rowIndex and value, at least 0 */
