@@ -186,7 +186,7 @@ void settle(Arguments& arguments, const Switches& switches) {
     options.insert(options.end(), arguments.options.begin(), arguments.options.end());
     arguments.options = options;
   }
-  if (!arguments.basisFile.empty() && arguments.intOption("crossover") == 0)
+  if (!arguments.basisFile.empty() && arguments.option("crossover") == 0.0)
     arguments.options.emplace_back("crossover", 1.0);
   if (arguments.file.empty() && !switches.showOptions) throw CLI::RequiredError("FILE");
 }
@@ -198,11 +198,11 @@ int complain(const std::string& what) {
 
 }  // namespace
 
-int Arguments::intOption(const char* name) const {
+double Arguments::option(const char* name) const {
   double value = qzlp_findOption(name)->defaultValue;
   for (const auto& [itsName, itsValue] : options)
     if (itsName == name) value = itsValue;
-  return static_cast<int>(value);
+  return value;
 }
 
 ExitCode exitCodeOf(int status) {

@@ -22,7 +22,7 @@ struct Arguments {
   OptionValues options;  // those of the options file, then those of the flags
 
   // The value that the options leave of one: the last one set, else its default.
-  int intOption(const char* name) const;
+  double option(const char* name) const;
 };
 
 // What the program exits with.

@@ -12,6 +12,7 @@
 #include "journal.h"
 #include "model_files/model_file.h"
 #include "model_files/mps_writer.h"
+#include "plot.h"
 #include "report.h"
 #include "statistics.h"
 #include "text.h"
@@ -69,6 +70,12 @@ void noteUnusedOptions(const Arguments& arguments, const ModelFile& model) {
   }
 }
 
+// Keeps each iteration for the picture.
+int keepIteration(const qzlp_progress* progress, void* iterations) {
+  static_cast<std::vector<qzlp_progress>*>(iterations)->push_back(*progress);
+  return 0;
+}
+
 // A handle with model, options and callbacks, or the exit code of what went wrong.
 int prepare(const Arguments& arguments, const ModelFile& model, Listener& listener, Solver& lp) {
   lp.reset(qzlp_create());
@@ -110,10 +117,14 @@ int exportModel(const Arguments& arguments, const ModelFile& model) {
 
 // The files that a solve writes. One stays empty when the solve leaves nothing to write into it.
 struct OutputFiles {
-  OutputFile log, solution, basis;
+  OutputFile log, solution, basis, plot;
   bool open(const Arguments& arguments) {
+    if (!arguments.plotFile.empty() && !hasPlotter()) {
+      complain("--plot: the program gnuplot can't be started; install it, or solve without --plot");
+      return false;
+    }
     return openOutput(arguments.logFile, log) && openOutput(arguments.solutionFile, solution) &&
-           openOutput(arguments.basisFile, basis);
+           openOutput(arguments.basisFile, basis) && openOutput(arguments.plotFile, plot);
   }
 };
 
@@ -136,13 +147,25 @@ int writeAnswer(const Arguments& arguments, const ModelFile& model, int status, 
   return exitCodeOf(status);
 }
 
+std::string baseName(const std::string& path) {
+  return path.substr(path.rfind('/') + 1);  // all of it without a slash, by the wrap of npos
+}
+
+// False when gnuplot failed. A model that the presolver solved alone has no iterations: the file stays empty.
+bool drawPlot(const Arguments& arguments, const std::vector<qzlp_progress>& iterations) {
+  if (arguments.plotFile.empty() || iterations.empty()) return true;
+  const std::vector<double> tolerances{arguments.option("tolPrimal"), arguments.option("tolDual"),
+                                       arguments.option("tolOptimality")};
+  return runPlotter(plotScript(arguments.plotFile, baseName(arguments.file), iterations, tolerances));
+}
+
 int solve(const Arguments& arguments, const ModelFile& model, double readTime) {
   OutputFiles files;
   if (!files.open(arguments)) return exitBadInput;
-  const bool silent = arguments.intOption("printLevel") == 0;
+  const bool silent = arguments.option("printLevel") == 0.0;
   const bool onScreen = !arguments.json && !arguments.quiet;
   Journal journal(onScreen && !silent, silent ? nullptr : files.log.get());
-  Listener listener{&journal, !onScreen && !silent, arguments.intOption("debugLevel") != 0, Clock::now()};
+  Listener listener{&journal, !onScreen && !silent, arguments.option("debugLevel") != 0.0, Clock::now()};
   Solver lp;
   const int prepared = prepare(arguments, model, listener, lp);
   if (prepared != exitOptimal) return prepared;
@@ -150,9 +173,12 @@ int solve(const Arguments& arguments, const ModelFile& model, double readTime) {
   noteUnusedOptions(arguments, model);
   catchInterrupts();
   const std::vector<std::string> warnings =
-      warningsOf(model, statisticsOf(model), arguments.intOption("method") == 1 && !model.isQuadratic());
+      warningsOf(model, statisticsOf(model), arguments.option("method") == 1.0 && !model.isQuadratic());
   logCommand(journal, arguments);
   printBanner(journal, arguments.file, model, warnings);
+  std::vector<qzlp_progress> iterations;
+  if (files.plot && qzlp_setProgressCallback(lp.get(), keepIteration, &iterations) != QZLP_OK)
+    return complain(qzlp_error(lp.get()));
   listener.start = Clock::now();
   if (qzlp_solve(lp.get()) != QZLP_OK) complain(qzlp_error(lp.get()));
 
@@ -162,6 +188,7 @@ int solve(const Arguments& arguments, const ModelFile& model, double readTime) {
   outcome.warnings = warnings;
   if (arguments.json) printJson(outcome, model, lp.get());
   printSummary(journal, outcome, lp.get());
+  if (!drawPlot(arguments, iterations)) return complain("gnuplot could not draw it", arguments.plotFile);
   return writeAnswer(arguments, model, outcome.status, lp.get(), files);
 }
 

@@ -7,6 +7,7 @@
 #include <ctime>
 #include <nlohmann/json.hpp>
 
+#include "options.h"
 #include "statistics.h"
 #include "text.h"
 
@@ -118,7 +119,10 @@ void printBanner(Journal& journal, const std::string& file, const ModelFile& mod
 }
 
 void printSummary(Journal& journal, const Outcome& outcome, const qzlp* lp) {
+  constexpr size_t width = 100;
+  const std::string indent(22, ' ');
   journal.line(formatted("\nStatus                %s (%d)", qzlp_statusName(outcome.status), outcome.status));
+  if (outcome.status != QZLP_STATUS_OPTIMAL) journal.line(wrapped(qzlp_statusText(outcome.status), width, indent));
   if (outcome.residuals) {
     journal.line(formatted("Objective             %.12g", qzlp_objective(lp)));
     journal.line(formatted("Dual objective        %.12g", outcome.residuals->dualObjective));

@@ -499,6 +499,31 @@ TEST(Program, ShowsItsOptionsAsAFileThatItReads) {
   EXPECT_EQ(qzlp({"--quiet", "--options", options.path(), example("diet.mps")}).exitCode, 0);
 }
 
+TEST(Program, DrawsThePlotOrSaysWhatIsMissingBeforeTheSolve) {
+  const TemporaryFile plot(".svg");
+  const ProgramRun result = qzlp({"--plot", plot.path(), example("diet.mps")});
+  if (result.exitCode == 0) {
+    EXPECT_NE(plot.read().find("diet.mps"), std::string::npos) << "the name of the model is the title";
+    EXPECT_NE(plot.read().find("</svg>"), std::string::npos);
+    EXPECT_EQ(qzlp({"--plot", "/nowhere/at/all.svg", example("diet.mps")}).exitCode, 2);
+  } else {
+    EXPECT_EQ(result.exitCode, 2);
+    EXPECT_EQ(result.out, "");
+  }
+  const ProgramRun without =
+      qztest::run("/usr/bin/env", {"PATH=/nowhere", QZLP_PROGRAM, "--plot", plot.path(), example("diet.mps")});
+  EXPECT_EQ(without.exitCode, 2);
+  EXPECT_EQ(without.out, "");
+  EXPECT_EQ(without.err, "qzlp: --plot: the program gnuplot can't be started; install it, or solve without --plot\n");
+}
+
+TEST(Program, SaysWhatAStatusOtherThanOptimalMeans) {
+  EXPECT_NE(qzlp({example("shortage.mps")}).out.find("No point meets all rows and bounds: some of them contradict.\n"),
+            std::string::npos);
+  EXPECT_NE(qzlp({"--max-iter", "1", example("transport.mps")}).out.find("the last point is given."),
+            std::string::npos);
+}
+
 // A transport model that takes long enough to be stopped in the middle.
 std::string largeModel() {
   const models::KnownOptimum known = models::transport(150, 300, 1);
