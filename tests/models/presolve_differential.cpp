@@ -180,30 +180,23 @@ std::string describe(const Answer& answer, const Verdict& verdict) {
   return text;
 }
 
-// A fault on one way: shrunken, written down, told.
-void reportFault(const LinearProgram& program, const std::vector<Choice>& choices, const std::string& fault,
-                 uint64_t seed, const char* way) {
-  std::string path = testing::TempDir();
-  path.append("presolve_").append(way).append("_").append(std::to_string(seed)).append(".mps");
-  std::ofstream(path) << asMps(shrinkFault(program, choices));
-  ADD_FAILURE() << "seed " << seed << ", " << way << ": " << fault << "\nshrunken to " << path;
-}
-
 }  // namespace
 
 LinearProgram presolveProgram(uint64_t seed) {
   return Builder(seed).finish();
 }
 
-std::string findFault(const LinearProgram& program, const std::vector<Choice>& choices) {
-  const Verdict verdict = askOracle(program);
-  const Answer answer = solve(program, choices);
+std::string judge(const LinearProgram& program, const Verdict& verdict, const Answer& answer) {
   if (!isTrueStatus(verdict, answer.status)) return describe(answer, verdict);
   if (answer.status != 1) return {};
   if (std::fabs(answer.objective - verdict.objective) > 2e-6 * (1.0 + std::fabs(verdict.objective)))
     return describe(answer, verdict);
   const Certificate certificate = certify(program, answer);
   return certificate.holds(1e-6) ? std::string() : "not certified: " + certificate.text();
+}
+
+std::string findFault(const LinearProgram& program, const std::vector<Choice>& choices) {
+  return judge(program, askOracle(program), solve(program, choices));
 }
 
 LinearProgram shrinkFault(const LinearProgram& program, const std::vector<Choice>& choices) {
@@ -219,6 +212,14 @@ LinearProgram shrinkFault(const LinearProgram& program, const std::vector<Choice
     for (int j = least.numCol() - 1; j >= 0; --j) shrunk |= tryInstead(withoutColumn(least, j));
   }
   return least;
+}
+
+void reportFault(const LinearProgram& program, const std::vector<Choice>& choices, const std::string& fault,
+                 uint64_t seed, const char* way) {
+  std::string path = testing::TempDir();
+  path.append("presolve_").append(way).append("_").append(std::to_string(seed)).append(".mps");
+  std::ofstream(path) << asMps(shrinkFault(program, choices));
+  ADD_FAILURE() << "seed " << seed << ", " << way << ": " << fault << "\nshrunken to " << path;
 }
 
 void compareMany(uint64_t first, uint64_t last, int method, int spared) {
