@@ -28,8 +28,10 @@ class Run {
     int32_t status = examineLines();
     for (int32_t round = 0; round < kMostPassRounds && status == QZ_STATUS_OK && !stopped(); ++round) {
       const int64_t before = totalApplied();
+      size_t number = rowReductions().size() + columnReductions().size();
       for (const PassReduction& pass : passReductions()) {
-        if (status != QZ_STATUS_OK || stopped() || r_.settings.level < pass.level) continue;
+        const bool on = isOn(number++, pass.level);
+        if (status != QZ_STATUS_OK || stopped() || !on) continue;
         status = pass.run(r_);
         if (status == QZ_STATUS_OK) status = examineLines();
       }
@@ -60,19 +62,27 @@ class Run {
     Store& s = r_.store;
     int32_t status = QZ_STATUS_OK;
     while (status == QZ_STATUS_OK && !stopped() && !(s.changedRows.empty() && s.changedColumns.empty())) {
-      status = sweep(s.changedRows, s.rowAlive.get(), rowReductions());
-      if (status == QZ_STATUS_OK) status = sweep(s.changedColumns, s.columnAlive.get(), columnReductions());
+      status = sweep(s.changedRows, s.rowAlive.get(), rowReductions(), 0);
+      if (status == QZ_STATUS_OK)
+        status = sweep(s.changedColumns, s.columnAlive.get(), columnReductions(), rowReductions().size());
     }
     return status;
   }
 
-  int32_t sweep(ChangeQueue& queue, const uint8_t* alive, std::span<const LineReduction> reductions) {
+  // `number` is the reduction's place in the three lists.
+  bool isOn(size_t number, int32_t level) const {
+    return r_.settings.level >= level && (r_.settings.enabled >> number & 1) != 0;
+  }
+
+  // `first` is the number of the first of the reductions.
+  int32_t sweep(ChangeQueue& queue, const uint8_t* alive, std::span<const LineReduction> reductions, size_t first) {
     for (int64_t left = queue.size(); left > 0 && !stopped(); --left) {
       const int32_t line = queue.pop();
       ++r_.store.work;
+      size_t number = first;
       for (const LineReduction& reduction : reductions) {
         if (alive[line] == 0 || r_.outcome != 0) break;
-        if (r_.settings.level < reduction.level) continue;
+        if (!isOn(number++, reduction.level)) continue;
         const int32_t status = reduction.examine(r_, line);
         if (status != QZ_STATUS_OK) return status;
       }

@@ -21,6 +21,14 @@ enum class ReductionKind : int32_t {
   kDualFixing,
   kSingletonColumn,
   kDoubletonEquation,
+  kFreeSubstitution,
+  kParallelRow,
+  kParallelColumn,
+  kDominatedTwin,
+  kDominatedColumn,
+  kWeaklyDominatedColumn,
+  kSparsification,
+  kDependentEquation,
   kCount
 };
 
@@ -39,6 +47,8 @@ struct ReducerSettings {
   double timeLimit;  // seconds
   int32_t timeType;  // 0 CPU time, 1 real time
   int32_t printLevel;
+  // One bit per reduction in the order of the lists of reductions.h, rows, columns, passes: tests run one alone.
+  uint64_t enabled = ~uint64_t{0};
 };
 
 struct Reducer {

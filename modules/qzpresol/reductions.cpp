@@ -1,12 +1,18 @@
 #include "reductions.h"
 
+#include "dependent_equations.h"
+#include "dominated_columns.h"
 #include "doubleton_equations.h"
 #include "dual_fixing.h"
 #include "elementary_steps.h"
+#include "free_substitution.h"
+#include "parallel_columns.h"
+#include "parallel_rows.h"
 #include "row_activities.h"
 #include "settled_columns.h"
 #include "singleton_columns.h"
 #include "singleton_rows.h"
+#include "sparsification.h"
 
 namespace qzpresol {
 
@@ -26,17 +32,38 @@ constexpr LineReduction kColumnReductions[] = {
     {kModerate, examineSingletonColumn},
 };
 
+constexpr PassReduction kPassReductions[] = {
+    {kLight, passParallelRows},        {kModerate, passDependentEquations}, {kModerate, passParallelColumns},
+    {kModerate, passDominatedColumns}, {kModerate, passFreeSubstitution},   {kAll, passSparsification},
+};
+
 // In the order of ReductionKind.
 constexpr const wchar_t* kNames[] = {
-    L"empty rows",    L"singleton rows",       L"redundant rows",    L"forcing rows",        L"fixed columns",
-    L"empty columns", L"dually fixed columns", L"singleton columns", L"doubleton equations",
+    L"empty rows",
+    L"singleton rows",
+    L"redundant rows",
+    L"forcing rows",
+    L"fixed columns",
+    L"empty columns",
+    L"dually fixed columns",
+    L"singleton columns",
+    L"doubleton equations",
+    L"substituted columns",
+    L"parallel rows",
+    L"parallel columns",
+    L"dominated parallel columns",
+    L"dominated columns",
+    L"weakly dominated columns",
+    L"rows made sparser",
+    L"dependent equations",
 };
 static_assert(std::size(kNames) == kNumReduction);
 
 // In the order of UndoKind.
 constexpr Undo kUndo[] = {
-    undoRedundantRow, undoFixedColumn, undoSingletonRow,      undoForcingRow,
-    undoOpenColumn,   undoSlackColumn, undoDoubletonEquation,
+    undoRedundantRow, undoFixedColumn,  undoSingletonRow,      undoForcingRow,
+    undoOpenColumn,   undoSlackColumn,  undoDoubletonEquation, undoFreeSubstitution,
+    undoParallelRow,  undoMergedColumn, undoSparsification,
 };
 static_assert(std::size(kUndo) == static_cast<size_t>(UndoKind::kCount));
 
@@ -51,7 +78,7 @@ std::span<const LineReduction> columnReductions() {
 }
 
 std::span<const PassReduction> passReductions() {
-  return {};
+  return kPassReductions;
 }
 
 Undo undoOf(UndoKind kind) {

@@ -43,6 +43,10 @@ enum class UndoKind : int32_t {
   kOpenColumn,
   kSlackColumn,
   kDoubletonEquation,
+  kFreeSubstitution,
+  kParallelRow,
+  kMergedColumn,
+  kSparsification,
   kCount
 };
 

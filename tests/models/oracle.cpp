@@ -38,11 +38,9 @@ ClpResult solveWithoutMatrix(const LinearProgram& program) {
   return {0, objective};
 }
 
-using Clp = std::unique_ptr<Clp_Simplex, void (*)(Clp_Simplex*)>;
-
-// Clp with the program, solved. Not for a program without any coefficient.
-Clp runClp(const LinearProgram& program) {
-  Clp clp(Clp_newModel(), Clp_deleteModel);
+ClpResult solveByClp(const LinearProgram& program) {
+  if (program.value.empty()) return solveWithoutMatrix(program);
+  const std::unique_ptr<Clp_Simplex, void (*)(Clp_Simplex*)> clp(Clp_newModel(), Clp_deleteModel);
   Clp_setLogLevel(clp.get(), 0);
   const std::vector<double> lower = bounded(program.lower), upper = bounded(program.upper);
   const std::vector<double> rowLower = bounded(program.rowLower), rowUpper = bounded(program.rowUpper);
@@ -55,22 +53,7 @@ Clp runClp(const LinearProgram& program) {
   if (Clp_status(clp.get()) > 2) Clp_dual(clp.get(), 0);  // the other method where one stalls
   const int status = Clp_status(clp.get());
   if (status < 0 || status > 2) throw std::runtime_error("Clp gave up");
-  return clp;
-}
-
-ClpResult solveByClp(const LinearProgram& program) {
-  if (program.value.empty()) return solveWithoutMatrix(program);
-  const Clp clp = runClp(program);
-  return {Clp_status(clp.get()), Clp_objectiveValue(clp.get())};
-}
-
-// Entries of a basis as the C API numbers them.
-constexpr uint8_t basicPlace = 1, lowerPlace = 2, upperPlace = 3, freePlace = 4;
-
-// Where something that is not basic stands.
-uint8_t nearerPlace(double value, double low, double high) {
-  if (!std::isfinite(low) && !std::isfinite(high)) return freePlace;
-  return std::fabs(value - low) <= std::fabs(value - high) ? lowerPlace : upperPlace;
+  return {status, Clp_objectiveValue(clp.get())};
 }
 
 bool hasPoint(LinearProgram program) {
@@ -101,37 +84,6 @@ Verdict askOracle(const LinearProgram& program) {
   if (result.status == 0) return {Kind::kOptimal, result.objective + program.constant, true};
   const bool infeasible = result.status == 1 || !hasPoint(program);
   return {infeasible ? Kind::kInfeasible : Kind::kUnbounded, 0.0, infeasible && hasDualPoint(program)};
-}
-
-Answer solveByOracle(const LinearProgram& program) {
-  if (program.value.empty()) throw std::runtime_error("Clp takes no empty matrix");
-  const Clp clp = runClp(program);
-  Answer answer;
-  answer.status = Clp_status(clp.get()) == 0 ? 1 : 2 + Clp_status(clp.get());
-  if (answer.status != 1) return answer;
-  const auto copy = [](const double* from, size_t count) { return std::vector<double>(from, from + count); };
-  answer.objective = Clp_objectiveValue(clp.get()) + program.constant;
-  answer.primal = copy(Clp_primalColumnSolution(clp.get()), program.cost.size());
-  answer.reducedCost = copy(Clp_dualColumnSolution(clp.get()), program.cost.size());
-  answer.activity = copy(Clp_primalRowSolution(clp.get()), program.rowLower.size());
-  answer.dual = copy(Clp_dualRowSolution(clp.get()), program.rowLower.size());
-  for (int j = 0; j < program.numCol(); ++j) {
-    const auto at = static_cast<size_t>(j);
-    const bool basic = Clp_getColumnStatus(clp.get(), j) == 1;
-    double& x = answer.primal[at];
-    answer.columnBasis.push_back(basic ? basicPlace : nearerPlace(x, program.lower[at], program.upper[at]));
-    // Clp leaves roundoff of its scaling.
-    if (answer.columnBasis[at] == lowerPlace) x = program.lower[at];
-    if (answer.columnBasis[at] == upperPlace) x = program.upper[at];
-    if (answer.columnBasis[at] == freePlace) x = 0.0;
-  }
-  for (int i = 0; i < program.numRow(); ++i) {
-    const auto at = static_cast<size_t>(i);
-    const bool basic = Clp_getRowStatus(clp.get(), i) == 1;
-    answer.rowBasis.push_back(basic ? basicPlace
-                                    : nearerPlace(answer.activity[at], program.rowLower[at], program.rowUpper[at]));
-  }
-  return answer;
 }
 
 bool isTrueStatus(const Verdict& verdict, int status) {

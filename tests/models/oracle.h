@@ -16,10 +16,6 @@ struct Verdict {
 // Throws std::runtime_error when Clp gives up.
 Verdict askOracle(const LinearProgram& program);
 
-// An optimal program's answer with its basis by Clp, with the status 1; of another only the status 3 or 4. Throws
-// std::runtime_error when Clp gives up, or when the program has no coefficient.
-Answer solveByOracle(const LinearProgram& program);
-
 // The statuses that are true of the program: 1; 3 and 14 without a point, 14 only when no dual point exists either; 4
 // when no dual point exists. Of an infeasible program without a dual point each of 3, 4 and 14 is true.
 bool isTrueStatus(const Verdict& verdict, int status);

@@ -9,6 +9,7 @@
 #include <stdexcept>
 #include <vector>
 
+#include "presolve_object.h"
 #include "qzipsolve/builtin.h"
 #include "qzipsolve/presolve_module.h"
 #include "qzipsolve/status.h"
@@ -189,6 +190,7 @@ void reduceAndReturn(TestHost& host, QzPresolveObject* object, CallersRecord& ca
   int32_t rc = 0;
   QzPresolveHandle* handle = object->prepare(object, &lpOptions, &rc);
   if (rc != 0) throw std::runtime_error("prepare failed");
+  reinterpret_cast<qzpresol::PresolveObject*>(object)->settings.enabled = options.enabled;
   host.failAllocation(options.failAllocation);
   QzPresolveResult* result = object->reduce(object, handle, 3, &caller.record, &rc);
   host.failAllocation(0);

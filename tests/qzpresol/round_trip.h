@@ -2,6 +2,7 @@
 // the reductions are tested on vertices that are exact, by code that shares nothing with the solver.
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <string>
 
@@ -23,6 +24,7 @@ struct RoundTrip {
 
 struct RoundTripOptions {
   int mode = 3;                  // presolveMode
+  uint64_t enabled = ~0ULL;      // the reductions that run, as in ReducerSettings
   long long failAllocation = 0;  // the k-th allocation of reduce fails, k from 1
   int breakAt = 0;               // the k-th poll of the break callback asks to stop, k from 1
   double timeLimit = 1e300;      // seconds
