@@ -212,7 +212,11 @@ uint8_t endPlace(const Removed& s, bool atLower) {
 
 // The row is basic behind the step: x stands at a bound if the row allows that, else it is basic and the row ends.
 void placeOfBasicRow(const Removed& s, Answer& answer) {
-  const auto allowed = [&](double x) { return !infinite(x) && x >= s.asked.low && x <= s.asked.high; };
+  // The rest of the row carries roundoff.
+  const auto allowed = [&](double x) {
+    const double slack = kSafe * (1.0 + std::fabs(x));
+    return !infinite(x) && x >= s.asked.low - slack && x <= s.asked.high + slack;
+  };
   answer.columnBasis[s.j] = QZ_BASIS_BASIC;
   if (s.kind != kInequality) {
     answer.rowBasis[s.i] = endPlace(s, true);
@@ -225,7 +229,7 @@ void placeOfBasicRow(const Removed& s, Answer& answer) {
     answer.columnBasis[s.j] = isFree ? QZ_BASIS_FREE : low ? QZ_BASIS_LOWER : QZ_BASIS_UPPER;
     return;
   }
-  const bool low = !infinite(s.asked.low);
+  const bool low = !infinite(s.asked.low) && (s.asked.low >= s.within.low || infinite(s.asked.high));
   answer.x[s.j] = low ? s.asked.low : s.asked.high;
   answer.rowBasis[s.i] = endPlace(s, low == (s.a > 0.0));
 }
