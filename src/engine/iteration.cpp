@@ -9,6 +9,7 @@
 #include "engine/engine_state.h"
 #include "engine/measures.h"
 #include "engine/newton_system.h"
+#include "engine/rays.h"
 #include "engine/reset.h"
 #include "engine/scaling_control.h"
 #include "engine/stopping.h"
@@ -244,6 +245,22 @@ int32_t takeBackInvivo(Loop& loop) {
   return loop.result;
 }
 
+// A run that stopped because no step improves its point, with residuals that no status has a name for: what the point
+// proves is an answer all the same. Answers leave unscaled; inside a reduction they are the controller's.
+int32_t askForProof(Loop& loop) {
+  Ipm* ipm = loop.ipm;
+  const bool decided = ipm->stopState == STOP_NOW && ipm->status == QZ_STATUS_FAILED;
+  if (!decided || loop.hub->routeSubmodel != ROUTE_INACTIVE) return QZ_STATUS_FAILED;
+  const int32_t proven =
+      statusByRays(ipm->model, ipm->primal, ipm->dual, ipm->infinityValue, nullptr, ipm->workReal1, QZ_STATUS_FAILED);
+  if (proven == QZ_STATUS_FAILED) return QZ_STATUS_FAILED;
+  ipm->status = proven;
+  const int32_t scaling = scalingControl(ipm, loop.hub, loop.submodel);
+  ipm->status = proven;
+  ipm->stopState = STOP_NOW;
+  return scaling == QZ_STATUS_OK || scaling == QZ_STATUS_RESTART ? proven : scaling;
+}
+
 // A near-optimal point whose gap is within tolerance is optimal: complementarity alone does not block that.
 int32_t leave(Loop& loop) {
   Ipm* ipm = loop.ipm;
@@ -251,7 +268,8 @@ int32_t leave(Loop& loop) {
     ipm->status = QZ_STATUS_OPTIMAL;
     loop.result = QZ_STATUS_OPTIMAL;
   }
-  return takeBackInvivo(loop);
+  const int32_t result = takeBackInvivo(loop);
+  return result == QZ_STATUS_FAILED ? askForProof(loop) : result;
 }
 
 }  // namespace

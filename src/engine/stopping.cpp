@@ -37,6 +37,12 @@ bool changePending(Hub* hub, const SubModel* submodel) {
   return pending;
 }
 
+// A direction that is proved on shifted data is none of the true ones: the shift that comes back outweighs it.
+bool changedInVivo(const SubModel* submodel) {
+  if (submodel == nullptr) return false;
+  return ((submodel->bBigVar | submodel->bBigBoundSlack | submodel->bBigDual) & BIG_INVIVO) != 0;
+}
+
 // The iterate has run to the edge of what the arithmetic carries; the tests behind still run.
 void noteExhausted(Ipm& ipm) {
   if (ipm.mu < ipm.muLimit) ipm.stopState = STOP_NOW;
@@ -153,7 +159,7 @@ void decideStop(Ipm* ipm, Hub* hub, const SubModel* submodel) {
     return;
   }
   countGoodSteps(*ipm);
-  if (ipm->mu > kMuGrowth * std::max(ipm->firstMu, 1.0) && runsAlongARay(*ipm)) {
+  if (!changedInVivo(submodel) && ipm->mu > kMuGrowth * std::max(ipm->firstMu, 1.0) && runsAlongARay(*ipm)) {
     ipm->stopState = STOP_NOW;
     return;
   }

@@ -49,23 +49,26 @@ int countOf(const BigTable& table, BigKind kind, BigLevel level) {
   return count;
 }
 
-// The normal equations, with submodels and without, lose programs whose big values stand beside free columns, which
-// they split, and beside far bounds; they are asked where only duals are big.
 TEST(BigValueFamilies, Variables) {
   BigRecipe recipe;
   recipe.variable = 0.3;
   recipe.freeColumns = recipe.equations = 1.0;
-  for (int presolve : {-1, 0}) EXPECT_GT(countOf(runFamily(recipe, 30, 0, presolve), kVariable, BigLevel::kInVivo), 10);
+  for (int method : {0, 1})
+    for (int presolve : {-1, 0})
+      EXPECT_GT(countOf(runFamily(recipe, 30, method, presolve), kVariable, BigLevel::kInVivo), 10);
 }
 
 TEST(BigValueFamilies, VariablesBesideInequalities) {
   BigRecipe recipe;
   recipe.variable = 0.3;
-  for (int presolve : {-1, 0}) EXPECT_GT(countOf(runFamily(recipe, 30, 0, presolve), kVariable, BigLevel::kInVivo), 5);
+  for (int method : {0, 1})
+    for (int presolve : {-1, 0})
+      EXPECT_GT(countOf(runFamily(recipe, 30, method, presolve), kVariable, BigLevel::kInVivo), 5);
 }
 
-// The own presolve drops implied far bounds, whose columns then keep a residual that the far bound multiplies in the
-// last measure, with submodels and without: some answers end with reduced accuracy there.
+// The normal equations lose a few programs with far bounds or, behind the own presolve, far row sides (seven of 1,200
+// over all kinds and both presolves): they leave them the weights of columns that nothing holds. The own presolve drops implied far bounds, whose columns then keep a residual that the
+// far bound multiplies in the last measure, with submodels and without: some answers end with reduced accuracy there.
 TEST(BigValueFamilies, FarBounds) {
   BigRecipe recipe;
   recipe.farBound = 0.3;
@@ -78,6 +81,7 @@ TEST(BigValueFamilies, RowSlacks) {
   recipe.rowSlack = 0.5;
   for (int presolve : {-1, 0})
     EXPECT_GT(countOf(runFamily(recipe, 30, 0, presolve), kRowSlack, BigLevel::kInVitro), 10);
+  EXPECT_GT(countOf(runFamily(recipe, 30, 1, -1), kRowSlack, BigLevel::kInVitro), 10);
 }
 
 TEST(BigValueFamilies, RowDuals) {
@@ -113,6 +117,63 @@ TEST(BigValueFamilies, AllKinds) {
   BigRecipe recipe;
   recipe.variable = recipe.farBound = recipe.rowSlack = recipe.rowDual = recipe.boundDual = 0.2;
   for (int presolve : {-1, 0}) runFamily(recipe, 30, 0, presolve);
+}
+
+// Each kind alone, and all together.
+std::vector<BigRecipe> oneOfEach() {
+  std::vector<BigRecipe> recipes(6);
+  recipes[0].variable = 0.3;
+  recipes[1].farBound = 0.3;
+  recipes[1].boxedColumns = 0.6;
+  recipes[2].rowSlack = 0.5;
+  recipes[3].rowDual = 0.2;
+  recipes[4].boundDual = 0.3;
+  recipes[5].variable = recipes[5].farBound = recipes[5].rowSlack = recipes[5].rowDual = recipes[5].boundDual = 0.2;
+  return recipes;
+}
+
+// No shift, no freed row and no fixed column may hide a contradiction, and some reductions find it themselves.
+TEST(BigValueFamilies, InfeasibleProgramsOfEveryKind) {
+  for (int presolve : {-1, 0}) {
+    BigTable table;
+    for (const BigRecipe& recipe : oneOfEach())
+      for (int seed = 1; seed <= 100; ++seed) {
+        SCOPED_TRACE("presolve " + std::to_string(presolve) + ", seed " + std::to_string(seed));
+        KnownOptimum known = knownBigOptimum(recipe, static_cast<uint64_t>(seed));
+        if (!contradict(known.program, static_cast<uint64_t>(seed))) continue;
+        const Answer answer = solve(known.program, choices(0, presolve));
+        EXPECT_TRUE(answer.status == 3 || answer.status == 14) << answer.status << "\n" << answer.log;
+        for (const BigEvent& event : readBigEvents(answer.log)) ++table[event];
+      }
+    std::printf("%s\n", text(table).c_str());
+    for (int kind = 0; kind < kNumBigKind; ++kind) {
+      int found = 0;
+      for (const auto& [event, times] : table)
+        if (event.kind == kind && event.ending == BigEnding::kInfeasible) found += times;
+      EXPECT_GT(found, 0) << "kind " << kind;
+    }
+  }
+}
+
+// A quadratic objective beside the big values. Far bounds alone are left out: 17 of 100 such programs end near optimal,
+// because residuals of 1e-11 in the duals stand beside bounds a million away.
+TEST(BigValueFamilies, QuadraticPrograms) {
+  std::vector<BigRecipe> recipes = oneOfEach();
+  recipes.erase(recipes.begin() + 1);
+  BigTable table;
+  for (BigRecipe recipe : recipes) {
+    recipe.curvature = 0.5;
+    for (int seed = 1; seed <= 40; ++seed) {
+      SCOPED_TRACE("seed " + std::to_string(seed));
+      const KnownOptimum known = knownBigOptimum(recipe, static_cast<uint64_t>(seed));
+      const Answer answer = solve(known.program, choices(0, -1));
+      expectOptimal(known.program, answer, known.objective);
+      for (const BigEvent& event : readBigEvents(answer.log)) ++table[event];
+    }
+  }
+  std::printf("%s\n", text(table).c_str());
+  for (const BigKind kind : {kVariable, kBoundSlack, kRowDual}) EXPECT_GT(countOf(table, kind, BigLevel::kInVivo), 0);
+  for (const BigKind kind : {kRowSlack, kBoundDual}) EXPECT_GT(countOf(table, kind, BigLevel::kInVitro), 0);
 }
 
 // Shares drawn at random, in sizes from two rows on: small programs are presolved to nothing once rows are free.

@@ -22,6 +22,7 @@ class BigBuilder {
     for (const Row& row : rows_) known_.dual.push_back(row.multiplier);
     known_.objective = 0.0;
     for (size_t j = 0; j < known_.primal.size(); ++j) known_.objective += known_.program.cost[j] * known_.primal[j];
+    if (recipe_.curvature > 0.0) bend();
     return known_;
   }
 
@@ -92,6 +93,18 @@ class BigBuilder {
     known_.program.addColumn(cost, low, high);
     for (auto [row, value] : entries) known_.program.addEntry(row, value);
     known_.primal.push_back(x);
+  }
+
+  // Q on some diagonals; costs give way, so that the pair stays optimal.
+  void bend() {
+    for (int j = 0; j < recipe_.numCol; ++j) {
+      if (!random_.chance(recipe_.curvature)) continue;
+      const double x = known_.primal[static_cast<size_t>(j)];
+      const double q = random_.uniform(0.1, 1.0) / (1.0 + std::fabs(x));
+      known_.program.addCurvature(j, j, q);
+      known_.program.cost[static_cast<size_t>(j)] -= q * x;
+      known_.objective -= 0.5 * q * x * x;
+    }
   }
 
   std::vector<int> drawRows() {
@@ -225,6 +238,39 @@ const char* nameOf(BigEnding ending) {
 
 KnownOptimum knownBigOptimum(const BigRecipe& recipe, uint64_t seed) {
   return BigBuilder(recipe, seed).build();
+}
+
+bool contradict(LinearProgram& program, uint64_t seed) {
+  std::vector<int> bounded;
+  for (int i = 0; i < program.numRow(); ++i)
+    if (program.rowUpper[static_cast<size_t>(i)] < infinite) bounded.push_back(i);
+  if (bounded.size() < 2) return false;
+  Random random(seed);
+  const size_t at = static_cast<size_t>(random.whole(0, static_cast<int>(bounded.size()) - 2));
+  const int one = bounded[at], other = bounded[at + 1];
+  const double most = program.rowUpper[static_cast<size_t>(one)] + program.rowUpper[static_cast<size_t>(other)];
+  double largest = 1.0;
+  for (const auto* sides : {&program.rowLower, &program.rowUpper, &program.lower, &program.upper})
+    for (const double side : *sides)
+      if (std::fabs(side) < infinite) largest = std::max(largest, std::fabs(side));
+  LinearProgram old = program;
+  program.colBegin = {0};
+  program.rowIndex.clear();
+  program.value.clear();
+  program.cost.clear();
+  program.lower.clear();
+  program.upper.clear();
+  const int sum = program.addRow(most + 0.1 * largest, infinite);
+  for (size_t j = 0; j < old.cost.size(); ++j) {
+    program.addColumn(old.cost[j], old.lower[j], old.upper[j]);
+    double both = 0.0;
+    for (auto k = static_cast<size_t>(old.colBegin[j]); k < static_cast<size_t>(old.colBegin[j + 1]); ++k) {
+      program.addEntry(old.rowIndex[k], old.value[k]);
+      if (old.rowIndex[k] == one || old.rowIndex[k] == other) both += old.value[k];
+    }
+    if (both != 0.0) program.addEntry(sum, both);
+  }
+  return true;
 }
 
 std::vector<BigEvent> readBigEvents(const std::string& log) {

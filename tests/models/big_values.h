@@ -24,11 +24,16 @@ struct BigRecipe {
   double rowSlack = 0.0;   // slacks of the inequalities that do not bind
   double rowDual = 0.0;    // multipliers of the rows that bind
   double boundDual = 0.0;  // multipliers of the columns at a bound
+  double curvature = 0.0;  // columns with a diagonal element of Q, such that its gradient is of size 1
   double size = 1e6;       // of the big values, up to a random factor
 };
 
 // A program around an optimal pair with such values.
 KnownOptimum knownBigOptimum(const BigRecipe& recipe, uint64_t seed);
+
+// Adds a row that contradicts the sum of two others by a tenth of the largest bound or side. False when no two rows
+// bound each other's sum.
+bool contradict(LinearProgram& program, uint64_t seed);
 
 // Kinds of big values, in the order of the solver's lines.
 enum BigKind { kVariable, kBoundSlack, kRowSlack, kRowDual, kBoundDual, kNumBigKind };
