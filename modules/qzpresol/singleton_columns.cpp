@@ -11,6 +11,7 @@ namespace {
 
 constexpr double kPivot = 1e-3;       // least size of an entry that costs are shifted by, relative to its row
 constexpr double kCancelled = 1e-13;  // a difference this small against its terms is 0
+constexpr double kMostShift = 10.0;   // largest share of a shifted cost against the other costs of its row
 constexpr double kMostRoom = 1e9;     // a larger share of a slack would take the digits of the row's sides
 
 // Kinds of record.
@@ -107,6 +108,22 @@ bool pivotIsSmall(const Store& s, const Slack& slack) {
   return std::fabs(slack.a) < kPivot * largest;
 }
 
+// Whether p is as good as the dual itself. It is where nothing but the row stops the column on the way that its cost
+// points to. Elsewhere p is but a bound of the dual, and one that is large against the costs of the row, as that of a
+// penalty, would leave large costs whose digits cancel.
+bool shiftIsSound(const Store& s, const Slack& slack) {
+  const double cost = s.cost[slack.j];
+  if (infinite(cost > 0.0 ? slack.room.low : slack.room.high)) return true;
+  double largest = 0.0;
+  double largestShare = 0.0;
+  s.eachInRow(slack.i, [&](int32_t k, double a) {
+    if (k == slack.j) return;
+    largest = std::max(largest, std::fabs(s.cost[k]));
+    largestShare = std::max(largestShare, std::fabs(cost / slack.a * a));
+  });
+  return largestShare <= kMostShift * largest;
+}
+
 // The costs that the row's dual, shifted by p, leaves.
 void shiftCosts(Store& s, const Slack& slack, double p) {
   s.offset.add(p * slack.side.low);
@@ -149,7 +166,7 @@ int32_t examineSingletonColumn(Reducer& r, int32_t j) {
   if (slack.kind == kInequality && cost != 0.0 && !becomesEquation(s, slack)) return QZ_STATUS_OK;
   openImpliedBounds(s, slack);
   const Interval term = termOf(slack);
-  if (!keepsDigits(slack, term) || (cost != 0.0 && pivotIsSmall(s, slack))) {
+  if (!keepsDigits(slack, term) || (cost != 0.0 && (pivotIsSmall(s, slack) || !shiftIsSound(s, slack)))) {
     r.skipped(ReductionKind::kSingletonColumn);
     return QZ_STATUS_OK;
   }
