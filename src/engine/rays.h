@@ -19,9 +19,9 @@
 namespace qz {
 
 // True when x (numCol), as a direction, is a ray to kRayTolerance: the Euclidean norm of what it violates of the
-// conditions above, against the gain -c'x / (1 + ||c||). rowScale (numRow entries, or null) holds the divisors of the
-// row scaling, and the rows count as they were, or a row with a far side would hide what x violates of it. work is
-// scratch of numRow entries, and of numCol for a quadratic model.
+// conditions above, against the gain -c'x / (1 + ||c||), which must not be rounding. rowScale (numRow entries, or null)
+// holds the divisors of the row scaling, and the rows count as they were, or a row with a far side would hide what x
+// violates of it. work is scratch of numRow entries, and of numCol for a quadratic model.
 [[nodiscard]] bool isRay(const Model* model, const double* x, double infinityValue, const double* rowScale,
                          double* work);
 
@@ -36,5 +36,6 @@ namespace qz {
                                    const double* rowScale, double* work, int32_t unproved);
 
 inline constexpr double kRayTolerance = 1e-2;
+inline constexpr double kGainMargin = 1e-9;  // least gain over the sum of the magnitudes of its terms
 
 }  // namespace qz

@@ -129,6 +129,28 @@ TEST(Farkas, RowsCountAsTheyWereBeforeTheirScaling) {
   EXPECT_FALSE(farkas(m, {1, -0.001}, far)) << "the far side weighs on the gain";
 }
 
+// Two dependent rows whose sides differ in their last digits, and an empty row with what a reduction has left of its
+// side: multipliers may grow without limit.
+TEST(Farkas, ContradictionsOfTheSizeOfRoundingProveNothing) {
+  const double b = 1e6;
+  const std::vector<double> y = {-1e15, 1e15};
+  TestModel rows("EE", {b, b + 1e-6}, {}, {{0, -kInf, kInf, {{0, 1}, {1, 1}}}});
+  EXPECT_FALSE(farkas(rows, y));
+  rows.a.rhs[1] = b + 1e-1;
+  EXPECT_TRUE(farkas(rows, y));
+  TestModel empty("E", {1e-12}, {}, {});
+  EXPECT_FALSE(farkas(empty, {1e30}));
+  empty.a.rhs[0] = 1e-6;
+  EXPECT_TRUE(farkas(empty, {1e30}));
+}
+
+TEST(Ray, GainsOfTheSizeOfRoundingProveNothing) {
+  TestModel m("E", {0}, {}, {{-1 - 1e-12, 0, kInf, {{0, 1}}}, {1, 0, kInf, {{0, -1}}}});
+  EXPECT_FALSE(ray(m, {1e12, 1e12}));
+  m.a.obj[0] = -1 - 1e-6;
+  EXPECT_TRUE(ray(m, {1e12, 1e12}));
+}
+
 TEST(StatusByRays, ValuesThatAreNoNumbersProveNothing) {
   const TestModel m = unboundedModel();
   const double nan = std::numeric_limits<double>::quiet_NaN();
