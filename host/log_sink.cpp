@@ -58,16 +58,17 @@ void LogSink::begin(int32_t printLevel, int32_t logFrequency) {
 
 void LogSink::takeCode(int32_t level, uint32_t code, va_list arguments) {
   if (progress == nullptr) return send(level, code, messageLine(code, arguments));
-  if (code == QZ_MSG_ITERATION) {
-    tellProgress(arguments);
+  va_list copy;
+  va_copy(copy, arguments);
+  const int32_t iteration = code == QZ_MSG_ITERATION ? tellProgress(copy) : 0;
+  va_end(copy);
+  if (code == QZ_MSG_ITERATION)
     keptBack_.clear();
-  } else {
+  else
     end();
-  }
   if (!isShown(level, code)) return;
-  const bool between = code == QZ_MSG_ITERATION && isBetweenLines(arguments);
   std::string line = messageLine(code, arguments);
-  if (between)
+  if (code == QZ_MSG_ITERATION && iteration % logFrequency_ != 0)
     keptBack_ = std::move(line);
   else
     send(level, code, std::move(line));
@@ -82,19 +83,17 @@ void LogSink::end() {
   if (!keptBack_.empty()) send(QZ_LOG_ITERATION, QZ_MSG_ITERATION, std::exchange(keptBack_, {}));
 }
 
-void LogSink::tellProgress(va_list arguments) {
-  va_list copy;
-  va_copy(copy, arguments);
+int32_t LogSink::tellProgress(va_list arguments) {
   qzlp_progress now{};
-  now.iteration = va_arg(copy, int32_t);
-  now.complementarity = va_arg(copy, double);
-  now.dualityGap = va_arg(copy, double);
-  now.primalInfeasibility = va_arg(copy, double);
-  now.boundInfeasibility = va_arg(copy, double);
-  now.dualInfeasibility = va_arg(copy, double);
-  va_end(copy);
+  now.iteration = va_arg(arguments, int32_t);
+  now.complementarity = va_arg(arguments, double);
+  now.dualityGap = va_arg(arguments, double);
+  now.primalInfeasibility = va_arg(arguments, double);
+  now.boundInfeasibility = va_arg(arguments, double);
+  now.dualInfeasibility = va_arg(arguments, double);
   now.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
   if (progress(&now, progressData) != 0) stopAsked = true;
+  return now.iteration;
 }
 
 // By the caller's print level.
@@ -103,15 +102,6 @@ bool LogSink::isShown(int32_t level, uint32_t code) const {
   if (printLevel_ >= kTableLevel) return true;
   if (printLevel_ > 0) return !ofTable;
   return !ofTable && level != QZ_LOG_NOTE && !isOfASummary(code);
-}
-
-// By the caller's frequency.
-bool LogSink::isBetweenLines(va_list arguments) const {
-  va_list copy;
-  va_copy(copy, arguments);
-  const int32_t iteration = va_arg(copy, int32_t);
-  va_end(copy);
-  return iteration % logFrequency_ != 0;
 }
 
 // Hands on every line of the text; line ends at its end add no empty line.

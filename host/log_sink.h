@@ -41,9 +41,9 @@ struct LogSink {
   void end();
 
  private:
-  void tellProgress(va_list arguments);
+  // Takes the arguments of an iteration's message, whose number it returns.
+  int32_t tellProgress(va_list arguments);
   bool isShown(int32_t level, uint32_t code) const;
-  bool isBetweenLines(va_list arguments) const;
   void send(int32_t level, uint32_t code, std::string text);
 
   std::chrono::steady_clock::time_point start_;

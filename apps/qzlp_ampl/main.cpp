@@ -1,6 +1,7 @@
 // qzlp_ampl: solves what AMPL, Pyomo, JuMP and other modelling systems write as .nl files, and answers by .sol files.
 //
 //   qzlp_ampl STUB -AMPL [name=value ...]     reads STUB.nl, writes STUB.sol
+#include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <memory>
@@ -101,8 +102,8 @@ void declareBasis(ASL* asl) {
 }
 
 std::vector<int> basisNumbers(const uint8_t* places, int32_t count) {
-  std::vector<int> numbers;
-  for (int32_t k = 0; k < count; ++k) numbers.push_back(basisNumber(places[k]));
+  std::vector<int> numbers(static_cast<size_t>(count));
+  std::transform(places, places + count, numbers.begin(), basisNumber);
   return numbers;
 }
 

@@ -792,6 +792,15 @@ TEST_F(Api, AfterWhichStatusesThereIsAPoint) {
   }
 }
 
+// Programs and the Python package rely on them; another size needs another QZLP_ABI_VERSION.
+TEST(ApiVersion, RecordsHaveTheSizeOfThisVersion) {
+  EXPECT_EQ(QZLP_ABI_VERSION, 1);
+  EXPECT_EQ(sizeof(qzlp_model), 104U);
+  EXPECT_EQ(sizeof(qzlp_quadratic), 40U);
+  EXPECT_EQ(sizeof(qzlp_option), 48U);
+  EXPECT_EQ(sizeof(qzlp_progress), 56U);
+}
+
 TEST(ApiVersion, OfTheLibraryAndOfItsInterface) {
   EXPECT_STREQ(qzlp_version(), QZLP_VERSION) << "the version of the project";
   EXPECT_EQ(qzlp_abiVersion(), QZLP_ABI_VERSION);
