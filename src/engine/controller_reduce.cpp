@@ -68,6 +68,10 @@ Next giveUpReduction(Control& c) {
   c.hub->routeSubmodel = ROUTE_INACTIVE;
   c.hub->bigLevelLeft = 1;
   traceLost(c.ipm, c.model->status);
+  if (c.presolver->inModel != nullptr) {
+    logText(c.env->log, QZ_LOG_DEBUG, L"Error ipmSolve: presolver exited early, inModel should be NULL");
+    return leaveWith(QZ_STATUS_FAILED);
+  }
   double smallest = 0.0;
   const int32_t status = preRestoreSubmodel(c.env, c.model, c.presolver, c.submodel, c.solution, c.option, &smallest);
   if (status != QZ_STATUS_OK) {
@@ -80,10 +84,6 @@ Next giveUpReduction(Control& c) {
     giveUpSubmodel(c);
   else
     c.hub->releaseSubmodel = 1;
-  if (c.presolver->inModel != nullptr) {
-    logText(c.env->log, QZ_LOG_DEBUG, L"Error ipmSolve: presolver exited early, inModel should be NULL");
-    return leaveWith(QZ_STATUS_FAILED);
-  }
   dropReduction(c);
   installModel(c, c.solution);
   return goTo(Stage::kRestart);

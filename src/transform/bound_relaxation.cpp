@@ -126,36 +126,6 @@ bool setByRemovedRow(const Presolver* presolver, const int32_t* boundMap, int32_
   return boundMap[j] >= 0 && presolver->rowMap[boundMap[j]] < 0;
 }
 
-// The kept row that set a bound.
-bool setByKeptRow(const Presolver* presolver, const int32_t* boundMap, int32_t j) {
-  return boundMap[j] >= 0 && presolver->rowMap[boundMap[j]] >= 0;
-}
-
-// A bound of the reduced model that may be given back.
-struct SetBound {
-  int32_t col;
-  bool upperSide;
-  double magnitude;
-};
-
-// The bounds that kept rows set, the farthest first: a bound that was found by way of others is mostly farther out than
-// they are, and must go before them.
-int32_t listSetBounds(const Model* reduced, const IpmOption* options, const Presolver* p, SetBound* list) {
-  int32_t count = 0;
-  for (int32_t j = 0; j < p->inModel->numCol; ++j) {
-    const int32_t to = p->colMap[j];
-    if (to < 0) continue;
-    if (reduced->lower[to] > -options->infinityValue && setByKeptRow(p, p->lbMap, j))
-      list[count++] = {to, false, std::fabs(reduced->lower[to])};
-    if (reduced->upper[to] < options->infinityValue && setByKeptRow(p, p->ubMap, j))
-      list[count++] = {to, true, std::fabs(reduced->upper[to])};
-  }
-  std::sort(list, list + count, [](const SetBound& a, const SetBound& b) {
-    return a.magnitude != b.magnitude ? a.magnitude > b.magnitude : a.col < b.col;
-  });
-  return count;
-}
-
 // Marks the bounds of kept columns that removed rows tightened. `tight` and `user` are indexed by the columns of the
 // input, the model by those that are left.
 void markTightened(const IpmOption* options, const Presolver* presolver, int32_t numColInput, const double* tightLower,
@@ -235,26 +205,6 @@ int32_t getRelaxBoundStatus(Env* env, Model* model, IpmOption* options, Hub* hub
                   presolver->inModel->lower, presolver->inModel->upper, implication);
   const bool any = std::any_of(marks.get(), marks.get() + model->numCol, [](uint8_t mark) { return mark != 0; });
   if (any) model->relaxColBound = marks.release();
-  return QZ_STATUS_OK;
-}
-
-int32_t giveBackImplied(Env* env, Model* reduced, const IpmOption* options, const Presolver* presolver) {
-  PoolArray<SetBound> list;
-  PoolArray<uint8_t> marks;
-  if (list.allocate(env->pool, 2 * int64_t{reduced->numCol}) != QZ_STATUS_OK) return QZ_STATUS_OUT_OF_MEMORY;
-  if (marks.allocateZero(env->pool, reduced->numCol) != QZ_STATUS_OK) return QZ_STATUS_OUT_OF_MEMORY;
-  const int32_t count = listSetBounds(reduced, options, presolver, list.get());
-  if (count == 0) return QZ_STATUS_OK;
-  Implication implication(reduced, options->infinityValue, marks.get());
-  if (implication.make(env->pool) != QZ_STATUS_OK) return QZ_STATUS_OUT_OF_MEMORY;
-  for (int32_t k = 0; k < count; ++k) implication.markIfImplied(list[k].col, list[k].upperSide);
-  const Model* in = presolver->inModel;
-  for (int32_t j = 0; j < in->numCol; ++j) {
-    const int32_t to = presolver->colMap[j];
-    if (to < 0) continue;
-    if ((marks[to] & RELAX_LOWER) != 0) reduced->lower[to] = in->lower[j];
-    if ((marks[to] & RELAX_UPPER) != 0) reduced->upper[to] = in->upper[j];
-  }
   return QZ_STATUS_OK;
 }
 

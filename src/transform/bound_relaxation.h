@@ -28,13 +28,6 @@ enum : uint8_t { RELAX_LOWER = 1, RELAX_UPPER = 2 };
 // nothing is marked. 0; -1086; 10 with a message when marks exist already.
 [[nodiscard]] int32_t getRelaxBoundStatus(Env* env, Model* model, IpmOption* options, Hub* hub, Presolver* presolver);
 
-// Gives each bound of the reduced model that a kept row set in presolve back to the user's, where the rows and the
-// bounds still in force imply it, so that no point is won by all of them together. On a network without capacities such
-// bounds follow from each other in chains and grow up to 1e19; the engine's starting point, drawn to the middle of
-// every box, would be lost there. The presolver's record keeps the tight bounds: the recovery of the duals reads how
-// fixed columns came to be fixed. 0, or -1086.
-[[nodiscard]] int32_t giveBackImplied(Env* env, Model* reduced, const IpmOption* options, const Presolver* presolver);
-
 // boundChanged of presolver: 1 when a kept column's presolved bound is tighter than the model's by more than tolPrimal.
 // 0.
 [[nodiscard]] int32_t isBoundChanged(Env* env, const Model* model, const IpmOption* options, Presolver* presolver);

@@ -45,8 +45,13 @@ struct RowSides {
   double maxAct;
   double b;    // right-hand side
   double w;    // lower side of a range row
-  double tol;  // feasibility tolerance
+  double tol;  // feasibility tolerance, and what the activities may have lost in rounding
 };
+
+// What a sum may have lost in rounding, from the magnitudes of its terms.
+double roundingOf(double magnitude) {
+  return std::numeric_limits<double>::epsilon() * magnitude;
+}
 
 ActivityRange activityRange(const Presolver* p, int32_t row, double inf) {
   ActivityRange range;
@@ -64,6 +69,25 @@ ActivityRange activityRange(const Presolver* p, int32_t row, double inf) {
     }
   }
   return range;
+}
+
+// The activities for the verdicts. Where far bounds cancel in a sum it may have lost more than the tolerance, and a row
+// must be neither redundant nor forcing by digits that it does not have: such an extreme is moved outwards by what it
+// may have lost.
+RowSides sidesOf(const Model* model, const IpmOption* options, const Presolver* p, int32_t row,
+                 const ActivityRange& range) {
+  RowSides s{};
+  s.b = p->rhs[row];
+  s.w = model->range == nullptr ? s.b : s.b - model->range[row];
+  const double exact = options->tolPrimal * std::max(1.0, std::fabs(s.b));
+  const auto outwards = [exact](const Extreme& extreme) {
+    const double rounding = roundingOf(extreme.magnitude);
+    return rounding > exact ? rounding : 0.0;
+  };
+  s.minAct = range.least.numInfinite > 0 ? -options->infinityValue : range.least.sum - outwards(range.least);
+  s.maxAct = range.most.numInfinite > 0 ? options->infinityValue : range.most.sum + outwards(range.most);
+  s.tol = options->tolPrimal + roundingOf(std::max(range.least.magnitude, range.most.magnitude));
+  return s;
 }
 
 Verdict judgeLess(const RowSides& s) {
@@ -172,7 +196,7 @@ int32_t offerBound(Env* env, const IpmOption* options, Presolver* p, int32_t row
 // far bound of the column itself goes in and out of the sum, and may take all digits of the others along.
 bool isExact(const IpmOption* options, const TightenRequest& request, double a, double c) {
   const double terms = request.magnitude + std::fabs(request.rhs);
-  const double rounding = std::numeric_limits<double>::epsilon() * terms / std::fabs(a);
+  const double rounding = roundingOf(terms) / std::fabs(a);
   return rounding <= options->tolPrimal * std::max(1.0, std::fabs(c));
 }
 
@@ -239,14 +263,8 @@ int32_t tightenBoundL(Env* env, const IpmOption* options, Presolver* p, const Ti
 }
 
 int32_t tightenBound(Env* env, const Model* model, const IpmOption* options, Presolver* p, int32_t row) {
-  const double inf = options->infinityValue;
-  const ActivityRange range = activityRange(p, row, inf);
-  RowSides s{};
-  s.minAct = range.least.numInfinite > 0 ? -inf : range.least.sum;
-  s.maxAct = range.most.numInfinite > 0 ? inf : range.most.sum;
-  s.b = p->rhs[row];
-  s.w = model->range == nullptr ? s.b : s.b - model->range[row];
-  s.tol = options->tolPrimal;
+  const ActivityRange range = activityRange(p, row, options->infinityValue);
+  const RowSides s = sidesOf(model, options, p, row, range);
   Verdict verdict = Verdict::kTighten;
   switch (p->rowSense[row]) {
     case 'L':

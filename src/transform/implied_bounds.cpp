@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "shell/pool.h"
 #include "transform/bound_relaxation.h"
@@ -58,7 +59,8 @@ class Release {
   }
 
   // Whether the row gives the column its bound by the bounds of its other columns: a'x <= side bounds from the least
-  // activity of the others, a'x >= side from the most.
+  // activity of the others, a'x >= side from the most. Not where far bounds that cancel may have taken the digits that
+  // tell.
   [[nodiscard]] bool impliedByRow(int32_t row, int32_t col, const BoundChange& change) const {
     const int32_t begin = rowBegin_[row];
     const int32_t end = begin + rowLength_[row];
@@ -70,14 +72,17 @@ class Release {
     if (sense != 'E' && sense != 'R' && sense != (less ? 'L' : 'G')) return false;
     double rest = model_->rhs[row];
     if (!less && sense == 'R' && model_->range != nullptr) rest -= model_->range[row];
+    double magnitude = std::fabs(rest);
     for (int32_t k = begin; k < end; ++k) {
       if (k == own) continue;
       const int32_t j = colIndex_[k];
       const double bound = (rowValue_[k] > 0.0) == less ? model_->lower[j] : model_->upper[j];
       if (isInfinite(bound)) return false;
       rest -= rowValue_[k] * bound;
+      magnitude += std::fabs(rowValue_[k] * bound);
     }
     const double slack = kImplyTolerance * (1.0 + std::fabs(change.value));
+    if (std::numeric_limits<double>::epsilon() * magnitude > slack * std::fabs(rowValue_[own])) return false;
     const double implied = rest / rowValue_[own];
     return change.upperSide ? implied <= change.value + slack : implied >= change.value - slack;
   }

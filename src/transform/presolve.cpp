@@ -222,10 +222,6 @@ int32_t replaceByReduced(const Presolve& s) {
   if (status != QZ_STATUS_OK) return status;
   reduceModel(s.env, reduced, s.options, p, s.reentry() ? *s.solutionIn : nullptr,
               s.reentry() ? *s.solutionOut : nullptr);
-  if (reduced->typeModel == IPM_MODEL_QP) {
-    const int32_t given = giveBackImplied(s.env, reduced, s.options, p);
-    if (given != QZ_STATUS_OK) return given;
-  }
   return getRelaxBoundStatus(s.env, reduced, s.options, s.hub, p);
 }
 

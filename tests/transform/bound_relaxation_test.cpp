@@ -302,66 +302,6 @@ TEST_F(BoundRelaxation, MarkingSurvivesEveryFailedAllocation) {
   }
 }
 
-// Each bound follows from those before it, so all go together, the farthest first.
-TEST_F(BoundRelaxation, ChainsOfImpliedBoundsAreGivenBack) {
-  // x1 <= 2 x0, x2 <= 2 x1, x3 <= 2 x2 with x0 <= 10: 20, 40, 80.
-  const auto rows = [](double u1, double u2, double u3) {
-    return TestModel(
-        "LLL", {0, 0, 0}, {0, 0, 0},
-        {{1, 0, 10, {{0, -2}}}, {1, 0, u1, {{0, 1}, {1, -2}}}, {1, 0, u2, {{1, 1}, {2, -2}}}, {1, 0, u3, {{2, 1}}}});
-  };
-  Tightened t(rows(kInf, 70, kInf), rows(20, 40, 80));
-  t.rowMap = {0, 1, 2};
-  t.p.rowMap = t.rowMap.data();
-  t.ubMap = {-1, 0, 1, 2};
-  t.p.ubMap = t.ubMap.data();
-  ASSERT_EQ(giveBackImplied(&env, &t.m.model, &option, &t.p), 0);
-  EXPECT_EQ(t.m.a.upper[0], 10.0) << "the user's";
-  EXPECT_EQ(t.m.a.upper[1], kInf);
-  EXPECT_EQ(t.m.a.upper[2], 70.0);
-  EXPECT_EQ(t.m.a.upper[3], kInf);
-  EXPECT_EQ(t.ubMap, (std::vector<int32_t>{-1, 0, 1, 2})) << "the recovery of the duals still reads them";
-  EXPECT_EQ(t.upper[3], 80.0);
-}
-
-TEST_F(BoundRelaxation, BoundsOfRemovedRowsAndBoundsThatNothingImpliesAreNotGivenBack) {
-  Tightened removed = sumCase(6.0);
-  removed.ubMap[0] = 0;
-  ASSERT_EQ(giveBackImplied(&env, &removed.m.model, &option, &removed.p), 0);
-  EXPECT_EQ(removed.m.a.upper[0], 6.0);
-  Tightened lost = sumCase(4.0);
-  lost.ubMap[0] = 1;
-  ASSERT_EQ(giveBackImplied(&env, &lost.m.model, &option, &lost.p), 0);
-  EXPECT_EQ(lost.m.a.upper[0], 4.0) << "the kept row gives 5 alone";
-  Tightened kept = sumCase(6.0);
-  kept.ubMap[0] = 1;
-  ASSERT_EQ(giveBackImplied(&env, &kept.m.model, &option, &kept.p), 0);
-  EXPECT_EQ(kept.m.a.upper[0], kInf);
-}
-
-TEST_F(BoundRelaxation, OfTwoBoundsThatImplyEachOtherOneIsGivenBack) {
-  const auto rows = [](double u) { return TestModel("E", {0}, {0}, {{1, 0, u, {{0, 1}}}, {1, 0, u, {{0, -1}}}}); };
-  Tightened t(rows(kInf), rows(6));
-  t.rowMap = {0};
-  t.p.rowMap = t.rowMap.data();
-  t.ubMap = {0, 0};
-  t.p.ubMap = t.ubMap.data();
-  ASSERT_EQ(giveBackImplied(&env, &t.m.model, &option, &t.p), 0);
-  EXPECT_EQ(std::min(t.m.a.upper[0], t.m.a.upper[1]), 6.0);
-  EXPECT_EQ(std::max(t.m.a.upper[0], t.m.a.upper[1]), kInf);
-}
-
-TEST_F(BoundRelaxation, GivingBackSurvivesEveryFailedAllocation) {
-  for (int64_t k = 1; k <= 4; ++k) {
-    Tightened t = sumCase(6.0);
-    t.ubMap[0] = 1;
-    host.failAllocation(k);
-    EXPECT_EQ(giveBackImplied(&env, &t.m.model, &option, &t.p), -1086) << k;
-    host.failAllocation(0);
-    EXPECT_EQ(t.m.a.upper[0], 6.0);
-  }
-}
-
 TEST_F(BoundRelaxation, BoundChangedNeedsMoreThanTheTolerance) {
   TestModel m("L", {1}, {0}, {{1, 0, 8, {{0, 1}}}, {1, 0, 8, {{0, 1}}}});
   Presolver p{};

@@ -107,6 +107,19 @@ TEST_F(ImpliedBounds, OnlyAStandingChangeOfAKeptRowThatStillImpliesItGoesBack) {
   }
 }
 
+// y + x - z >= -6 with x <= 1e18 and z >= 1e18 gives y >= -6; the sum as it is rounded gives y >= 0.
+TEST_F(ImpliedBounds, BoundThatOnlyRoundingImpliesStays) {
+  TestModel m("G", {-6}, {}, {{1, 0, 1e18, {{0, 1}}}, {1, 1e18, kInf, {{0, -1}}}, {1, -3, 9, {{0, 1}}}});
+  model = &m.model;
+  begin(m);
+  ASSERT_EQ(noteBoundChange(&env, p, {0, 2, false, -9.0, -3.0}), 0);
+  p->colMap[1] = 1;
+  p->colMap[2] = 2;
+  ASSERT_EQ(releaseImpliedBounds(&env, model, &option, &hub, p), 0);
+  EXPECT_EQ(model->lower[2], -3.0);
+  release();
+}
+
 TEST_F(ImpliedBounds, NormalEquationsKeepTheLastBoundOfAColumn) {
   for (int32_t method : {IPM_METHOD_AUGMENTED, IPM_METHOD_NORMAL}) {
     option.typeMethod = method;

@@ -576,6 +576,34 @@ TEST_F(Tighten, BoundsThatDrownInRoundingAreNotTaken) {
   EXPECT_NEAR(bounds(0).second, 5.5, 1e-9);
 }
 
+// 2 x - 3 y with products that are rounded by 32: its least value is -32 and its greatest 32, and both come out as 0.
+TEST_F(Tighten, VerdictsDoNotRestOnRounding) {
+  const Box farX = {3e17 + 128, kInf};
+  const Box farY = {-kInf, 2e17 + 96};
+  EXPECT_EQ(run('L', -1, 0, farX, farY), 0) << "infeasible by the rounded sum";
+  EXPECT_EQ(p->numRemovedRow, 0);
+  EXPECT_EQ(run('G', 0, 0, farX, farY), 0) << "redundant";
+  EXPECT_EQ(p->numRemovedRow, 0);
+  EXPECT_EQ(run('E', 0, 0, farX, farY), 0) << "forcing";
+  EXPECT_EQ(p->numRemovedRow, 0);
+  EXPECT_EQ(run('R', 100, 101, farX, farY), 0) << "a side that is implied";
+  EXPECT_EQ(p->rowSense[0], 'R');
+  const Box nearX = {-kInf, 3e17 + 256};
+  const Box nearY = {2e17 + 160, kInf};
+  EXPECT_EQ(run('G', 1, 0, nearX, nearY), 0) << "infeasible";
+  EXPECT_EQ(p->numRemovedRow, 0);
+  EXPECT_EQ(run('L', 0, 0, nearX, nearY), 0) << "redundant";
+  EXPECT_EQ(p->numRemovedRow, 0);
+}
+
+// The last digit of 1e10 is worth 1.9e-6.
+TEST_F(Tighten, TheLastDigitOfALargeSideIsNoInfeasibility) {
+  const double next = std::nextafter(1e10, 2e10);
+  EXPECT_EQ(run('L', 1e10, 0, {next / 2, kInf}, {-1, 0}), 0);
+  EXPECT_EQ(run('G', next, 0, {0, 5e9}, {0, 1}), 0);
+  EXPECT_EQ(run('L', 1e10, 0, {next, kInf}, {-1, 0}), 3);
+}
+
 TEST_F(Tighten, RangeLosesAnImpliedSide) {
   EXPECT_EQ(run('R', 12, 11), 0);  // 1 <= row, 11 is the maximum
   EXPECT_EQ(p->rowSense[0], 'G');
