@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "diagnostics/check.h"
+#include "engine/directions.h"
 #include "engine/engine_state.h"
 #include "shell/pool.h"
 
@@ -240,17 +241,18 @@ int32_t checkLinearEquations(const Ipm* ipm, Check& check, const double* directi
 // What the corrector's right-hand side is made of, negated into r: r := -rhs. Column part first.
 void subtractCorrectorRhs(const Ipm* ipm, const Residual& r) {
   const double target = ipm->sigma * ipm->mu;
+  const double share = secondOrderShare(ipm);
   const double* dy = ipm->rhsPredictor + ipm->numCol;
   for (const BoundSide& side : BoundSides(ipm)) {
     for (int32_t j = 0; j < ipm->numCol; ++j) {
       if (!side.exists(ipm, j)) continue;
-      r[j].add(side.sign * side.slackDelta[j] * side.dualDelta[j] / side.slack[j]);
+      r[j].add(share * side.sign * side.slackDelta[j] * side.dualDelta[j] / side.slack[j]);
       r[j].add(-side.sign * target / side.slack[j]);
     }
   }
   for (int32_t i = 0; i < ipm->numRow; ++i) {
     if (ipm->rowSense[i] != 'G') continue;
-    r[ipm->numCol + i].add(-ipm->ineqnSlackDelta[i] * dy[i] / ipm->dual[i]);
+    r[ipm->numCol + i].add(-share * ipm->ineqnSlackDelta[i] * dy[i] / ipm->dual[i]);
     r[ipm->numCol + i].add(target / ipm->dual[i]);
   }
 }

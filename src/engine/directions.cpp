@@ -125,21 +125,25 @@ void computePredictor(Ipm* ipm) {
 
 void computeRhsCorrector(Ipm* ipm) {
   const double target = ipm->sigma * ipm->mu;
+  const double share = secondOrderShare(ipm);
   for (int32_t j = 0; j < ipm->numCol; ++j) {
     const uint8_t bounds = ipm->statusBound[j];
     double value = 0.0;
-    if (hasUpper(bounds)) value = (ipm->upperSlackDelta[j] * ipm->upperDualDelta[j] - target) / ipm->upperSlack[j];
-    if (hasLower(bounds)) value += (target - ipm->lowerSlackDelta[j] * ipm->lowerDualDelta[j]) / ipm->lowerSlack[j];
+    if (hasUpper(bounds))
+      value = (share * ipm->upperSlackDelta[j] * ipm->upperDualDelta[j] - target) / ipm->upperSlack[j];
+    if (hasLower(bounds))
+      value += (target - share * ipm->lowerSlackDelta[j] * ipm->lowerDualDelta[j]) / ipm->lowerSlack[j];
     ipm->rhsCorrector[j] = value;
   }
   const double* dy = ipm->rhsPredictor + ipm->numCol;
   double* row = ipm->rhsCorrector + ipm->numCol;
   for (int32_t i = 0; i < ipm->numRow; ++i)
-    row[i] = ipm->rowSense[i] == 'G' ? (ipm->ineqnSlackDelta[i] * dy[i] - target) / ipm->dual[i] : 0.0;
+    row[i] = ipm->rowSense[i] == 'G' ? (share * ipm->ineqnSlackDelta[i] * dy[i] - target) / ipm->dual[i] : 0.0;
 }
 
 void computeStepCombined(Ipm* ipm) {
   const double target = ipm->sigma * ipm->mu;
+  const double share = secondOrderShare(ipm);
   StepSide bestPrimal;
   StepSide bestDual;
   const double* predictor = ipm->rhsPredictor;
@@ -154,7 +158,7 @@ void computeStepCombined(Ipm* ipm) {
       const double slack = ipm->upperSlack[j];
       const double z = ipm->upperDual[j];
       ipm->upperSlackDelta[j] = slackDelta - correction;
-      ipm->upperDualDelta[j] = dualDelta + ((target - slackDelta * dualDelta) + z * correction) / slack;
+      ipm->upperDualDelta[j] = dualDelta + ((target - share * slackDelta * dualDelta) + z * correction) / slack;
       bestPrimal.test(slack, ipm->upperSlackDelta[j], j);
       bestDual.test(z, ipm->upperDualDelta[j], j);
     }
@@ -164,7 +168,7 @@ void computeStepCombined(Ipm* ipm) {
       const double slack = ipm->lowerSlack[j];
       const double z = ipm->lowerDual[j];
       ipm->lowerSlackDelta[j] = slackDelta + correction;
-      ipm->lowerDualDelta[j] = dualDelta + ((target - slackDelta * dualDelta) - correction * z) / slack;
+      ipm->lowerDualDelta[j] = dualDelta + ((target - share * slackDelta * dualDelta) - correction * z) / slack;
       bestPrimal.test(slack, ipm->lowerSlackDelta[j], j);
       bestDual.test(z, ipm->lowerDualDelta[j], j);
     }
@@ -175,7 +179,8 @@ void computeStepCombined(Ipm* ipm) {
     combined[ipm->numCol + i] = correction + p;
     if (ipm->rowSense[i] != 'G') continue;
     const double slackDelta = ipm->ineqnSlackDelta[i];
-    ipm->ineqnSlackDelta[i] = slackDelta + ((target - p * slackDelta) - correction * ipm->ineqnSlack[i]) / ipm->dual[i];
+    ipm->ineqnSlackDelta[i] =
+        slackDelta + ((target - share * p * slackDelta) - correction * ipm->ineqnSlack[i]) / ipm->dual[i];
     bestPrimal.test(ipm->ineqnSlack[i], ipm->ineqnSlackDelta[i], i);
     bestDual.test(ipm->dual[i], combined[ipm->numCol + i], i);
   }

@@ -5,6 +5,10 @@
 // dual directions follow from the linearised bound, row and complementarity equations. The sum of both is the Newton
 // direction to products of sigma mu, with the second-order term of the predictor.
 //
+// The second-order term supposes that the predictor's full step will be taken. Where it is not, the term may push the
+// combined step against a wall, and pass after pass the iteration goes round in a circle (Cartis 2009). Quadratic
+// models, whose one step length is the shorter of two, have done so; behind many bad steps they go on without the term.
+//
 // Ratio tests: a quantity blocks when its direction is below -1e-15; the first to reach a smaller quotient wins, in the
 // order columns ascending, upper before lower, then rows. Steps lie in (0, 1]; a quadratic model uses one step for both
 // sides. blockPrimal and blockDual hold the column or row that blocked, -1 for none.
@@ -13,6 +17,15 @@
 #include "engine/ipm.h"
 
 namespace qz {
+
+// Bad steps behind which the iteration of a quadratic model counts as going in a circle: half of what ends a run.
+inline constexpr int32_t kCirclingSteps = 25;
+
+// The share of the predictor's second-order term in the corrector: 1, or 0 behind kCirclingSteps bad steps of a
+// quadratic model.
+[[nodiscard]] inline double secondOrderShare(const Ipm* ipm) {
+  return ipm->typeModel == IPM_MODEL_QP && ipm->countBadStep >= kCirclingSteps ? 0.0 : 1.0;
+}
 
 // Needs (dx, dy) in rhsPredictor. Fills the slack and dual deltas of the affine direction and its steps. E rows enter
 // no ratio test and their slack delta stays as it was.

@@ -596,12 +596,12 @@ TEST_F(Tighten, VerdictsDoNotRestOnRounding) {
   EXPECT_EQ(p->numRemovedRow, 0);
 }
 
-// The last digit of 1e10 is worth 1.9e-6.
+// The last digit of 1e12 is worth 1.2e-4.
 TEST_F(Tighten, TheLastDigitOfALargeSideIsNoInfeasibility) {
-  const double next = std::nextafter(1e10, 2e10);
-  EXPECT_EQ(run('L', 1e10, 0, {next / 2, kInf}, {-1, 0}), 0);
-  EXPECT_EQ(run('G', next, 0, {0, 5e9}, {0, 1}), 0);
-  EXPECT_EQ(run('L', 1e10, 0, {next, kInf}, {-1, 0}), 3);
+  const double next = std::nextafter(1e12, 2e12);
+  EXPECT_EQ(run('L', 1e12, 0, {next / 2, kInf}, {-1, 0}), 0);
+  EXPECT_EQ(run('G', next, 0, {0, 5e11}, {0, 1}), 0);
+  EXPECT_EQ(run('L', 1e12, 0, {next, kInf}, {-1, 0}), 3);
 }
 
 TEST_F(Tighten, RangeLosesAnImpliedSide) {
