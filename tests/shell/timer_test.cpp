@@ -6,6 +6,7 @@
 #include <string>
 
 #include "shell/fake_timer_module.h"
+#include "shell/host_table.h"
 #include "support/test_host.h"
 
 namespace {
@@ -37,6 +38,13 @@ class Timer : public ::testing::Test {
   qztest::TestHost host;
   qztest::FakeTimerModule module;
 };
+
+// The host fills all 32 bytes of the buffer, and tells another zone with every reading.
+TEST(Clock, ReadingsAreTheSecondsWhateverTheZone) {
+  qztest::TestHost host;
+  host.now = 123.5;
+  for (int k = 0; k < 3; ++k) EXPECT_EQ(qzzdtgmt(), 123.5);
+}
 
 TEST_F(Timer, StartsWithNoLimitsAndTheLoadedModule) {
   IPM_timer* timer = make();

@@ -1,5 +1,5 @@
-// A small host for unit tests: pools that count and can be told to fail, settable options, a current thread whose
-// cancel word tests may set, a log that keeps what it was sent. Independent of the stand-alone host.
+// A small host for unit tests: pools that count, can fail, and abort at an overrun or a second free, settable options,
+// a thread whose cancel word tests may set, a log that keeps what it was sent. Independent of the stand-alone host.
 #pragma once
 
 #include <cstdint>
