@@ -75,10 +75,10 @@ int32_t blockEnd(int32_t n, int32_t start, const double* diag, const double* off
   return n;
 }
 
-// A large block, with its largest entry brought to 1.
+// A large block, with its largest entry brought to 1. There is one that is not zero, since a zero coupling ends a
+// block.
 int32_t solveLargeBlock(int32_t n, double* diag, double* offDiag, double* z, int32_t ldz, double* scratch) {
   const double largest = largestOf(n, diag, offDiag);
-  if (largest == 0.0) return kEigenOK;
   for (int32_t i = 0; i < n; ++i) diag[i] /= largest;
   for (int32_t i = 0; i + 1 < n; ++i) offDiag[i] /= largest;
   const int32_t status = DivideAndConquer(n, diag, offDiag, z, ldz, scratch);

@@ -33,8 +33,6 @@ int32_t savePoint(Control& c) {
 // Presolves the outer model under the submodel's marks. The status is the presolve's; the model that stands behind it
 // has it too.
 int32_t presolveSubmodel(Control& c) {
-  c.innerHub->numFreeVar = c.innerHub->numFreeElement = c.innerHub->numRelaxFree = 0;
-  c.innerHub->numRange = c.innerHub->numLcont = 0;
   c.ipm->initOption = kInitOptionSubmodel;
   c.option->initOption = kInitOptionSubmodel;
   const int32_t status =

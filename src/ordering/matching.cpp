@@ -175,12 +175,12 @@ void findShortestPath(const Assignment& a, PathSearch& s, int32_t start) {
   }
 }
 
-// Moves the duals so that the path costs nothing, then exchanges the partners along it.
+// Moves the duals so that the path costs nothing, then exchanges the partners along it. No row whose column was scanned
+// is farther than the free row: the scans end where the distance reaches `bound`, which falls to no less than it.
 void augment(const Assignment& a, const PathSearch& s, int32_t start) {
   for (int32_t k = 0; k < s.numScanned; ++k) {
     const int32_t row = s.ready[k];
     const double saved = s.bound - s.dist[row];
-    if (saved <= 0.0) continue;
     a.rowDual[row] -= saved;
     a.colDual[a.rowMatch[row]] += saved;
   }

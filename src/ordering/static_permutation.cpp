@@ -228,15 +228,15 @@ struct Blocks {
   [[nodiscard]] int32_t rowOffset() const { return byTrailing() ? 0 : numBlock; }
 };
 
-// Copies the entries of A that can be pivots, its columns those of the smaller block, and turns them into costs. False
-// when the work area is too small.
+// Copies the entries of A, its columns those of the smaller block, and turns them into costs. False when the work area
+// is too small.
 bool extractBlock(const Blocks& blocks, const int32_t* colBegin, const int32_t* rowIndex, const double* matValue,
                   MemoryCutter& work, MatchedMatrix* m) {
   m->numCol = std::min(blocks.numBlock, blocks.numTrailing);
   m->numRow = std::max(blocks.numBlock, blocks.numTrailing);
   const int32_t from = blocks.rowOffset();
   const int32_t to = from + m->numRow;
-  const auto inBlock = [&](int32_t k) { return rowIndex[k] >= from && rowIndex[k] < to && canBePivot(matValue[k]); };
+  const auto inBlock = [&](int32_t k) { return rowIndex[k] >= from && rowIndex[k] < to; };
   const int32_t begin = colBegin[blocks.columnOffset()];
   const int32_t end = colBegin[blocks.columnOffset() + m->numCol];
   int64_t entries = 0;
@@ -254,7 +254,7 @@ bool extractBlock(const Blocks& blocks, const int32_t* colBegin, const int32_t* 
       row[count] = rowIndex[k] - from;
       m->cost[count++] = matValue[k];
     }
-    // An empty column has no costs and stays unmatched.
+    // A column without a pivot has no costs and stays unmatched.
     static_cast<void>(costsOfColumn(count - colStart[j], m->cost + colStart[j]));
   }
   colStart[m->numCol] = count;
