@@ -99,6 +99,19 @@ void checkSorted(Check& check, int32_t count, double* values, const Distribution
   if (check.numBreach() == 0) checkQuartiles(check, count, values, d);
 }
 
+// The distribution against the numbers of the model that `collect` takes.
+template <class Collect>
+int32_t verifyData(Env* env, int32_t level, const wchar_t* name, const Model* model, const Distribution& d,
+                   Collect collect) {
+  if (!verifies(level, VERIFY_ITERATION)) return QZ_STATUS_OK;
+  Check check(env, name);
+  Data data;
+  if (data.make(env, model) != QZ_STATUS_OK) return QZ_STATUS_OUT_OF_MEMORY;
+  collect(data);
+  checkSorted(check, data.count(), data.get(), d);
+  return check.report(level);
+}
+
 }  // namespace
 
 int32_t VerifyDistribution(Env* env, int32_t level, int32_t count, double* values, const Distribution& d) {
@@ -110,35 +123,20 @@ int32_t VerifyDistribution(Env* env, int32_t level, int32_t count, double* value
 }
 
 int32_t VerifyPdfMatrix(Env* env, int32_t level, const Model* model, const Distribution& d) {
-  if (!verifies(level, VERIFY_ITERATION)) return QZ_STATUS_OK;
-  Check check(env, L"VerifyPdfMatrix");
-  Data data;
-  if (data.make(env, model) != QZ_STATUS_OK) return QZ_STATUS_OUT_OF_MEMORY;
-  data.addMatrix(model);
-  checkSorted(check, data.count(), data.get(), d);
-  return check.report(level);
+  return verifyData(env, level, L"VerifyPdfMatrix", model, d, [model](Data& data) { data.addMatrix(model); });
 }
 
 int32_t VerifyPdfObj(Env* env, int32_t level, const Model* model, const Distribution& d) {
-  if (!verifies(level, VERIFY_ITERATION)) return QZ_STATUS_OK;
-  Check check(env, L"VerifyPdfObj");
-  Data data;
-  if (data.make(env, model) != QZ_STATUS_OK) return QZ_STATUS_OUT_OF_MEMORY;
-  data.addVector(model->numCol, model->obj);
-  checkSorted(check, data.count(), data.get(), d);
-  return check.report(level);
+  return verifyData(env, level, L"VerifyPdfObj", model, d,
+                    [model](Data& data) { data.addVector(model->numCol, model->obj); });
 }
 
 int32_t VerifyPdfAll(Env* env, int32_t level, const Model* model, const Distribution& d) {
-  if (!verifies(level, VERIFY_ITERATION)) return QZ_STATUS_OK;
-  Check check(env, L"VerifyPdfAll");
-  Data data;
-  if (data.make(env, model) != QZ_STATUS_OK) return QZ_STATUS_OUT_OF_MEMORY;
-  data.addMatrix(model);
-  data.addVector(model->numCol, model->obj);
-  data.addVector(model->numRow, model->rhs);
-  checkSorted(check, data.count(), data.get(), d);
-  return check.report(level);
+  return verifyData(env, level, L"VerifyPdfAll", model, d, [model](Data& data) {
+    data.addMatrix(model);
+    data.addVector(model->numCol, model->obj);
+    data.addVector(model->numRow, model->rhs);
+  });
 }
 
 int32_t VerifyOutlier(Env* env, int32_t level, const Model* model, int32_t numRight, int32_t numLeft,

@@ -4,9 +4,7 @@
 #include <cmath>
 #include <string>
 
-#include "shell/fake_presolver.h"
-#include "shell/fake_timer_module.h"
-#include "shell/pipeline.h"
+#include "shell/pipeline_case.h"
 #include "transform/model_fixture.h"
 
 namespace {
@@ -15,27 +13,13 @@ using namespace qz;
 using qztest::kInf;
 using qztest::TestModel;
 
-qztest::FakeTimerModule* timerModule = nullptr;
-
-class ConvexityInPipeline : public ::testing::Test {
+class ConvexityInPipeline : public qztest::PipelineCase {
  protected:
   ConvexityInPipeline() {
-    timerModule = &clock;
-    env.pool = host.pool();
-    presolver.scale = qztest::leaveUnscaled;
-    env.presolveObject = &presolver;
-    host.table()->loadExtension = [](QzHostTable*, const wchar_t*, int64_t, int64_t) {
-      return &timerModule->module.module;
-    };
-    int32_t rc = 0;
-    timer = IPM_timerCreate(env.pool, &rc);
-    IPM_timerStart(timer);
     option.maxIter = 200;
     option.timeLimit = 1e30;
     option.numThread = 1;
   }
-  ~ConvexityInPipeline() override { IPM_timerFree(env.pool, &timer); }
-
   // min -x0 - x1 + 1/2 (d x0^2 + d x1^2 + 2 c x0 x1) on x0 + x1 <= 4, x0 + 2 x1 <= 7, 0 <= x <= 3: eigenvalues d + c,
   // d - c.
   int32_t solve(double d, double c) {
@@ -51,13 +35,6 @@ class ConvexityInPipeline : public ::testing::Test {
     objective = m.model.objValue;
     return status;
   }
-
-  qztest::TestHost host;
-  qztest::FakeTimerModule clock;
-  Env env{};
-  IpmOption option = qztest::plainOption();
-  IPM_timer* timer = nullptr;
-  QzPresolveObject presolver{};
   double objective = 0.0;
 };
 

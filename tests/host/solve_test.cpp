@@ -4,186 +4,36 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-
 #include <cmath>
-#include <limits>
 #include <string>
 #include <thread>
 #include <tuple>
 #include <vector>
 
-#include "host/builtin_modules.h"
 #include "host/faults.h"
 #include "host/loader.h"
 #include "host/pools.h"
+#include "host/solve_case.h"
 #include "qzlp.h"
 
 namespace {
 
-constexpr double kInf = std::numeric_limits<double>::infinity();
-
-// A model given row by row, dense.
-struct Model {
-  int32_t sense = 1;
-  double constant = 0.0;
-  std::vector<double> obj, lower, upper;
-  std::string rowSense;
-  std::vector<double> rhs, range;
-  std::vector<std::vector<double>> rows;
-
-  Model& column(double cost, double low, double high) {
-    obj.push_back(cost);
-    lower.push_back(low);
-    upper.push_back(high);
-    return *this;
-  }
-  Model& row(std::vector<double> values, char kind, double right, double width = 0.0) {
-    rows.push_back(std::move(values));
-    rowSense.push_back(kind);
-    rhs.push_back(right);
-    range.push_back(width);
-    return *this;
-  }
-};
-
-int load(qzlp* lp, const Model& m) {
-  std::vector<int32_t> begin{0}, index;
-  std::vector<double> value;
-  for (size_t j = 0; j < m.obj.size(); ++j) {
-    for (size_t i = 0; i < m.rows.size(); ++i) {
-      if (m.rows[i][j] == 0.0) continue;
-      index.push_back(static_cast<int32_t>(i));
-      value.push_back(m.rows[i][j]);
-    }
-    begin.push_back(static_cast<int32_t>(index.size()));
-  }
-  qzlp_model model{};
-  model.numRow = static_cast<int32_t>(m.rows.size());
-  model.numCol = static_cast<int32_t>(m.obj.size());
-  model.numCoef = static_cast<int32_t>(index.size());
-  model.objSense = m.sense;
-  model.objConstant = m.constant;
-  model.colBegin = begin.data();
-  model.rowIndex = index.data();
-  model.matValue = value.data();
-  model.obj = m.obj.data();
-  model.lower = m.lower.data();
-  model.upper = m.upper.data();
-  model.rowSense = m.rowSense.data();
-  model.rhs = m.rhs.data();
-  model.range = m.range.data();
-  return qzlp_loadModel(lp, &model);
-}
-
-constexpr double kTolerance = 1e-5;
-
-// How far `value` lies outside of [low, high], relative to the bound that it misses.
-double outside(double value, double low, double high) {
-  if (value < low) return (low - value) / (1.0 + std::fabs(low));
-  if (value > high) return (value - high) / (1.0 + std::fabs(high));
-  return 0.0;
-}
-
-// The interval of row i.
-std::pair<double, double> interval(const Model& m, size_t i) {
-  switch (m.rowSense[i] & ~0x20) {
-    case 'E':
-      return {m.rhs[i], m.rhs[i]};
-    case 'L':
-      return {-kInf, m.rhs[i]};
-    case 'G':
-      return {m.rhs[i], kInf};
-    case 'R':
-      return {m.rhs[i] - m.range[i], m.rhs[i]};
-    default:
-      return {-kInf, kInf};
-  }
-}
-
-// The smallest value of `slope` * t over [low, high], as a dual bound takes it; a slope within the tolerance is 0.
-double smallest(double slope, double low, double high, const char* what, size_t at) {
-  const double end = slope > 0.0 ? low : high;
-  if (std::isfinite(end)) return slope * end;
-  EXPECT_LE(std::fabs(slope), kTolerance) << what << " " << at << " has a dual of the wrong sign";
-  return 0.0;
-}
-
-// Primal feasibility, dual signs and equal objectives: together they prove the optimum up to the tolerance.
-void expectOptimal(qzlp* lp, const Model& m, double optimum) {
-  ASSERT_EQ(qzlp_status(lp), QZLP_STATUS_OPTIMAL) << qzlp_statusName(qzlp_status(lp));
-  EXPECT_NEAR(qzlp_objective(lp), optimum, kTolerance * (1.0 + std::fabs(optimum)));
-  const double* x = qzlp_primal(lp);
-  const double* y = qzlp_dual(lp);
-  const double* d = qzlp_reducedCost(lp);
-  const double* activity = qzlp_rowActivity(lp);
-  double primal = 0.0;
-  double dual = 0.0;
-  for (size_t i = 0; i < m.rows.size(); ++i) {
-    double sum = 0.0;
-    for (size_t j = 0; j < m.obj.size(); ++j) sum += m.rows[i][j] * x[j];
-    EXPECT_NEAR(activity[i], sum, 1e-9 * (1.0 + std::fabs(sum))) << "row " << i;
-    const auto [low, high] = interval(m, i);
-    EXPECT_LE(outside(sum, low, high), kTolerance) << "row " << i;
-    dual += smallest(m.sense * y[i], low, high, "row", i);
-  }
-  for (size_t j = 0; j < m.obj.size(); ++j) {
-    double price = 0.0;
-    for (size_t i = 0; i < m.rows.size(); ++i) price += m.rows[i][j] * y[i];
-    EXPECT_NEAR(d[j], m.obj[j] - price, 1e-9 * (1.0 + std::fabs(price))) << "column " << j;
-    EXPECT_LE(outside(x[j], m.lower[j], m.upper[j]), kTolerance) << "column " << j;
-    primal += m.sense * m.obj[j] * x[j];
-    dual += smallest(m.sense * d[j], m.lower[j], m.upper[j], "column", j);
-  }
-  EXPECT_NEAR(primal, dual, 2 * kTolerance * (1.0 + std::fabs(primal)));
-  EXPECT_NEAR(qzlp_objective(lp), m.sense * primal + m.constant, 1e-9 * (1.0 + std::fabs(primal)));
-}
+using solving::expectOptimal;
+using solving::kInf;
+using solving::loadLinear;
+using solving::Model;
 
 // Where the modules come from, the method, the second presolve.
 using Setting = std::tuple<bool, int, int>;
 
-class Solve : public testing::TestWithParam<Setting> {
+class Solve : public solving::SolveCase<Setting> {
  protected:
   void SetUp() override {
-    qzhost::registerBuiltinModules();
-    qzhost::useBuiltins(std::get<0>(GetParam()));
-    qzhost::setModulePath(QZ_TEST_MODULES);
-    before_ = qzhost::allPoolCounts();
-    lp_ = qzlp_create();
-    ASSERT_NE(lp_, nullptr) << qzlp_error(nullptr);
+    open(std::get<0>(GetParam()));
     ASSERT_EQ(qzlp_setIntOption(lp_, "method", std::get<1>(GetParam())), QZLP_OK);
     ASSERT_EQ(qzlp_setIntOption(lp_, "presolve", std::get<2>(GetParam())), QZLP_OK);
-    qzlp_setLogCallback(
-        lp_,
-        [](int, uint32_t, const char* line, void* log) { *static_cast<std::string*>(log) += std::string(line) + "\n"; },
-        &log_);
   }
-  void TearDown() override {
-    qzhost::failAllocation(0);
-    qzlp_destroy(lp_);
-    const qzhost::PoolCounts now = qzhost::allPoolCounts();
-    EXPECT_EQ(now.pools, before_.pools);
-    EXPECT_EQ(now.blocks, before_.blocks);
-    EXPECT_EQ(now.bytes, before_.bytes);
-    EXPECT_EQ(qzhost::loadedModules(), 0);
-    qzhost::useBuiltins(true);
-    if (HasFailure()) printf("%s", log_.c_str());
-  }
-  void run(const Model& m) {
-    ASSERT_EQ(load(lp_, m), QZLP_OK) << qzlp_error(lp_);
-    ASSERT_EQ(qzlp_solve(lp_), QZLP_OK) << qzlp_error(lp_);
-  }
-  void optimal(const Model& m, double optimum) {
-    run(m);
-    expectOptimal(lp_, m, optimum);
-  }
-  void ends(const Model& m, int status) {
-    run(m);
-    EXPECT_EQ(qzlp_status(lp_), status) << qzlp_statusName(qzlp_status(lp_));
-  }
-
-  qzlp* lp_ = nullptr;
-  std::string log_;
-  qzhost::PoolCounts before_;
+  int load(const Model& m, int /*form*/) override { return loadLinear(lp_, m); }
 };
 
 std::string nameOf(const testing::TestParamInfo<Setting>& info) {
@@ -455,7 +305,7 @@ TEST_P(Solve, EveryAllocationOfAFirstSolveMayFail) {
     ASSERT_NE(fresh, nullptr);
     ASSERT_EQ(qzlp_setIntOption(fresh, "method", std::get<1>(GetParam())), QZLP_OK);
     ASSERT_EQ(qzlp_setIntOption(fresh, "presolve", std::get<2>(GetParam())), QZLP_OK);
-    ASSERT_EQ(load(fresh, transport()), QZLP_OK);
+    ASSERT_EQ(loadLinear(fresh, transport()), QZLP_OK);
     qzhost::failAllocation(k);
     const int code = qzlp_solve(fresh);
     qzhost::failAllocation(0);
@@ -480,7 +330,7 @@ TEST_P(Solve, HandlesInSeveralThreadsAtOnce) {
       qzlp_setIntOption(own, "method", std::get<1>(GetParam()));
       for (int round = 0; round < 5; ++round) {
         const Model m = (round + t) % 2 == 0 ? production() : transport();
-        ASSERT_EQ(load(own, m), QZLP_OK);
+        ASSERT_EQ(loadLinear(own, m), QZLP_OK);
         ASSERT_EQ(qzlp_solve(own), QZLP_OK);
         expectOptimal(own, m, (round + t) % 2 == 0 ? 15.0 : 465.0);
       }
@@ -508,7 +358,7 @@ TEST(SolveModules, AMissingPresolverIsToldByName) {
   qzhost::registerBuiltinModules();
   qzlp* lp = qzlp_create();
   ASSERT_NE(lp, nullptr) << qzlp_error(nullptr);
-  ASSERT_EQ(load(lp, production()), QZLP_OK);
+  ASSERT_EQ(loadLinear(lp, production()), QZLP_OK);
   qzhost::useBuiltins(false);
   qzhost::setModulePath("/no/such/folder");
   EXPECT_EQ(qzlp_solve(lp), QZLP_ERROR_MODULE);

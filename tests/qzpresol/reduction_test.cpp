@@ -9,6 +9,7 @@
 
 #include "presolve_object.h"
 #include "qzipsolve/builtin.h"
+#include "support/record_arrays.h"
 #include "support/test_host.h"
 
 extern "C" const QzBuiltinModule qzpresol_builtin;
@@ -18,19 +19,14 @@ namespace {
 constexpr double kInf = 1e20;
 
 // A model in the caller's terms, with gaps between its columns.
-struct Caller {
-  LpRecord record{};
-  std::vector<double> value, obj, rhs, range, lower, upper, x, y, d, activity;
-  std::vector<int32_t> row, begin, length;
-  std::string sense;
-
+struct Caller : qztest::RecordArrays {
   Caller(std::string senses, std::vector<double> rhsIn, std::vector<double> costs, std::vector<double> lowerIn,
-         std::vector<double> upperIn, const std::vector<std::vector<double>>& rows, int32_t objSense = 1)
-      : obj(std::move(costs)),
-        rhs(std::move(rhsIn)),
-        lower(std::move(lowerIn)),
-        upper(std::move(upperIn)),
-        sense(std::move(senses)) {
+         std::vector<double> upperIn, const std::vector<std::vector<double>>& rows, int32_t objSense = 1) {
+    obj = std::move(costs);
+    rhs = std::move(rhsIn);
+    lower = std::move(lowerIn);
+    upper = std::move(upperIn);
+    sense = std::move(senses);
     for (size_t j = 0; j < obj.size(); ++j) {
       value.push_back(77.0);  // room before each column
       row.push_back(-5);
@@ -50,24 +46,7 @@ struct Caller {
     record.objSense = objSense;
   }
   LpRecord* get() {
-    record.numRow = static_cast<int32_t>(sense.size());
-    record.numCol = static_cast<int32_t>(obj.size());
-    record.numCoef = 0;
-    for (int32_t n : length) record.numCoef += n;
-    record.matValue = value.data();
-    record.rowIndex = row.data();
-    record.colBegin = begin.data();
-    record.colLength = length.data();
-    record.obj = obj.data();
-    record.rhs = rhs.data();
-    record.range = range.data();
-    record.lower = lower.data();
-    record.upper = upper.data();
-    record.rowSense = sense.data();
-    record.solPrimal = x.data();
-    record.solDual = y.data();
-    record.reducedCost = d.data();
-    record.rowActivity = activity.data();
+    bind();
     record.status = 55;
     record.complementarity = 55.0;
     return &record;

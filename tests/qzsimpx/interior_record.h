@@ -7,22 +7,23 @@
 #include <vector>
 
 #include "models/generators.h"
-#include "qzipsolve/record.h"
+#include "support/record_arrays.h"
 
 namespace qztest {
 
-struct InteriorRecord {
-  LpRecord record{};
-  std::vector<double> value, obj, rhs, range, lower, upper, x, y, d, activity;
-  std::vector<int32_t> row, begin, length;
+struct InteriorRecord : RecordArrays {
   std::vector<uint8_t> colBasis, rowBasis;
-  std::string sense;
 
   // Of a minimisation without free rows. The answer is the given pair, moved off the bounds and prices by about
   // `noise`.
   InteriorRecord(const models::LinearProgram& program, const std::vector<double>& primal,
-                 const std::vector<double>& dual, double noise, uint64_t seed)
-      : value(program.value), obj(program.cost), lower(program.lower), upper(program.upper), x(primal), y(dual) {
+                 const std::vector<double>& dual, double noise, uint64_t seed) {
+    value = program.value;
+    obj = program.cost;
+    lower = program.lower;
+    upper = program.upper;
+    x = primal;
+    y = dual;
     models::Random random(seed);
     row.assign(program.rowIndex.begin(), program.rowIndex.end());
     for (size_t j = 0; j < obj.size(); ++j) {
@@ -41,12 +42,11 @@ struct InteriorRecord {
     colBasis.assign(obj.size(), 0);
     rowBasis.assign(y.size(), 0);
     record.objSense = 1;
-    record.numRow = static_cast<int32_t>(y.size());
-    record.numCol = static_cast<int32_t>(obj.size());
-    record.numCoef = static_cast<int32_t>(value.size());
     bind();
+    record.colBasis = colBasis.data();
+    record.rowBasis = rowBasis.data();
   }
-  InteriorRecord(const InteriorRecord&) = delete;
+  InteriorRecord(const InteriorRecord&) = delete;  // the record points into the vectors
   InteriorRecord& operator=(const InteriorRecord&) = delete;
 
   models::Answer answer() const {
@@ -67,24 +67,6 @@ struct InteriorRecord {
     sense.push_back(hasLow && hasHigh ? (low == high ? 'E' : 'R') : hasHigh ? 'L' : 'G');
     rhs.push_back(hasHigh ? high : low);
     range.push_back(sense.back() == 'R' ? high - low : 0.0);
-  }
-  void bind() {
-    record.matValue = value.data();
-    record.rowIndex = row.data();
-    record.colBegin = begin.data();
-    record.colLength = length.data();
-    record.obj = obj.data();
-    record.rhs = rhs.data();
-    record.range = range.data();
-    record.lower = lower.data();
-    record.upper = upper.data();
-    record.rowSense = sense.data();
-    record.solPrimal = x.data();
-    record.solDual = y.data();
-    record.reducedCost = d.data();
-    record.rowActivity = activity.data();
-    record.colBasis = colBasis.data();
-    record.rowBasis = rowBasis.data();
   }
 };
 

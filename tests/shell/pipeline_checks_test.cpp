@@ -4,9 +4,7 @@
 
 #include "diagnostics/spoken_log.h"
 #include "shell/fake_engine.h"
-#include "shell/fake_presolver.h"
-#include "shell/fake_timer_module.h"
-#include "shell/pipeline.h"
+#include "shell/pipeline_case.h"
 #include "shell/pool.h"
 #include "transform/model_fixture.h"
 
@@ -14,43 +12,19 @@ namespace {
 
 using namespace qz;
 using qztest::EngineCall;
-using qztest::kInf;
+using qztest::handModel;
+using qztest::kDuals;
+using qztest::kPoint;
 using qztest::plantSolution;
 using qztest::TestModel;
 
-qztest::FakeTimerModule* timerModule = nullptr;
-
-// min 0.5 x0 - 2.3 x1 - 2.3 x2 on the rows x0 + x1 <= 6, 1 <= x0 + x1 + 2 x2 <= 4, x0 - x2 >= 3, x1 + x2 = 3 with x0 >=
-// 0, 0 <= x1 <= 4 and x2 free: optimum (2, 4, -1), duals (-1, -0.5, 2, 0.7), objective -5.9.
-const std::vector<double> kPoint = {2, 4, -1}, kDuals = {-1, -0.5, 2, 0.7};
-TestModel handModel() {
-  return TestModel("LRGE", {6, 4, 3, 3}, {0, 3, 0, 0},
-                   {{0.5, 0, kInf, {{0, 1}, {1, 1}, {2, 1}}},
-                    {-2.3, 0, 4, {{0, 1}, {1, 1}, {3, 1}}},
-                    {-2.3, -kInf, kInf, {{1, 2}, {2, -1}, {3, 1}}}});
-}
-
-class PipelineChecks : public ::testing::Test {
+class PipelineChecks : public qztest::PipelineCase {
  protected:
   PipelineChecks() {
-    timerModule = &clock;
-    env.pool = host.pool();
     env.log = log.log();
-    presolver.scale = qztest::leaveUnscaled;
-    env.presolveObject = &presolver;
-    host.table()->loadExtension = [](QzHostTable*, const wchar_t*, int64_t, int64_t) {
-      return &timerModule->module.module;
-    };
-    int32_t rc = 0;
-    timer = IPM_timerCreate(env.pool, &rc);
-    IPM_timerStart(timer);
     answer();
   }
-  ~PipelineChecks() override {
-    IPM_timerFree(env.pool, &timer);
-    qztest::fakeEngine = nullptr;
-    EXPECT_EQ(host.outstanding(), 0);
-  }
+  ~PipelineChecks() override { qztest::fakeEngine = nullptr; }
   void answer(std::function<void(const EngineCall&)> damage = {}) {
     qztest::fakeEngine = [damage](const EngineCall& call) {
       plantSolution(call, kPoint, kDuals);
@@ -68,14 +42,7 @@ class PipelineChecks : public ::testing::Test {
     EXPECT_EQ(host.outstanding(), before) << "everything of the call is given back";
     return status;
   }
-
-  qztest::TestHost host;
-  qztest::FakeTimerModule clock;
   qztest::SpokenLog log;
-  Env env{};
-  IpmOption option = qztest::plainOption();
-  IPM_timer* timer = nullptr;
-  QzPresolveObject presolver{};
 };
 
 TEST_F(PipelineChecks, EveryLevelGivesTheAnswerOfLevelZero) {

@@ -5,9 +5,7 @@
 #include <cmath>
 
 #include "engine/controller.h"
-#include "shell/fake_presolver.h"
-#include "shell/fake_timer_module.h"
-#include "shell/pipeline.h"
+#include "shell/pipeline_case.h"
 #include "shell/pool.h"
 #include "transform/bound_shift.h"
 #include "transform/hub.h"
@@ -22,37 +20,17 @@ using qztest::kInf;
 using qztest::ModelArrays;
 using qztest::TestModel;
 
-qztest::FakeTimerModule* timerModule = nullptr;
-
-class QuadraticPresolve : public ::testing::Test {
+class QuadraticPresolve : public qztest::PipelineCase {
  protected:
   QuadraticPresolve() {
-    timerModule = &clock;
-    env.pool = host.pool();
-    presolver.scale = qztest::leaveUnscaled;
-    env.presolveObject = &presolver;
-    host.table()->loadExtension = [](QzHostTable*, const wchar_t*, int64_t, int64_t) {
-      return &timerModule->module.module;
-    };
-    int32_t rc = 0;
-    timer = IPM_timerCreate(env.pool, &rc);
-    IPM_timerStart(timer);
     option.maxIter = 200;
     option.timeLimit = 1e30;
     option.numThread = 1;
   }
-  ~QuadraticPresolve() override { IPM_timerFree(env.pool, &timer); }
-
   int32_t solve(TestModel& m) {
     IpmOption mine = option;
     return ipmMain(&env, &m.model, &mine, timer, nullptr);
   }
-  qztest::TestHost host;
-  qztest::FakeTimerModule clock;
-  Env env{};
-  IpmOption option = qztest::plainOption();
-  IPM_timer* timer = nullptr;
-  QzPresolveObject presolver{};
 };
 
 // A program around a point: rows of every sense that the point meets, many of them with one or two elements or tight on

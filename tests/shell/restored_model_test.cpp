@@ -11,9 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include "shell/fake_presolver.h"
-#include "shell/fake_timer_module.h"
-#include "shell/pipeline.h"
+#include "shell/pipeline_case.h"
 #include "transform/model_fixture.h"
 
 namespace {
@@ -22,8 +20,6 @@ using namespace qz;
 using qztest::kInf;
 using qztest::ModelArrays;
 using qztest::TestModel;
-
-qztest::FakeTimerModule* timerModule = nullptr;
 
 bool finite(double value) {
   return std::fabs(value) < 1e20;
@@ -55,25 +51,14 @@ int32_t breakAtPoll(void* left) {
   return --*static_cast<int*>(left) < 0 ? 1 : 0;
 }
 
-class RestoredModel : public ::testing::Test {
+class RestoredModel : public qztest::PipelineCase {
  protected:
   RestoredModel() {
-    timerModule = &clock;
-    env.pool = host.pool();
     presolver.scale = scaleEverything;
-    env.presolveObject = &presolver;
-    host.table()->loadExtension = [](QzHostTable*, const wchar_t*, int64_t, int64_t) {
-      return &timerModule->module.module;
-    };
-    int32_t rc = 0;
-    timer = IPM_timerCreate(env.pool, &rc);
-    IPM_timerStart(timer);
     option.maxIter = 200;
     option.timeLimit = 1e30;
     option.numThread = 1;
   }
-  ~RestoredModel() override { IPM_timerFree(env.pool, &timer); }
-
   int32_t solve(TestModel& m, const IpmOption& with) {
     IpmOption mine = with;
     const int64_t outstanding = host.outstanding();
@@ -117,13 +102,6 @@ class RestoredModel : public ::testing::Test {
     const auto n = static_cast<size_t>(m.model.numCol);
     m.makeQuadratic(std::vector<double>(n, 2.0), {{1, 0, 1.0}});
   }
-
-  qztest::TestHost host;
-  qztest::FakeTimerModule clock;
-  Env env{};
-  IpmOption option = qztest::plainOption();
-  IPM_timer* timer = nullptr;
-  QzPresolveObject presolver{};
 };
 
 // Same numbers in the first `count` entries; infinite bounds may come back as another infinity.
