@@ -3,12 +3,15 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <tuple>
 #include <vector>
 
+#include "eigen/sparse_eigen.h"
 #include "eigen/symmetric_samples.h"
 #include "shell/host_table.h"
+#include "sparse/la_env.h"
 #include "transform/model_fixture.h"
 
 namespace {
@@ -63,6 +66,36 @@ TEST_F(Convexity, DiagonalIsDecidedOnItsSmallestEntry) {
   EXPECT_EQ(detect(diagonalOf({-2.0})), 1000);
   EXPECT_EQ(detect(diagonalOf({2.0})), 0);
   EXPECT_EQ(host.allocations(), 0);
+}
+
+// The smallest value of a chain of fourth differences is so small, and so many are near it, that the search uses up its
+// products. The value that it has by then decides.
+TEST_F(Convexity, LimitOfProductsDecidesByTheValueReached) {
+  const int n = 600;
+  MatrixXd q = secondDifference(n) * secondDifference(n);
+  TestModel m = modelOf(q);
+  EXPECT_EQ(qz::ipmDetectConvexity(&env, &m.model), 0);
+  int32_t status = 0;
+  qz::LAEnv* laEnv = qz::LA_CreateLAEnv(host.pool(), 0, &status);
+  ASSERT_NE(laEnv, nullptr);
+  ASSERT_EQ(qz::LA_SetCharParam(laEnv, qz::LA_KEY_EIGEN_END, 'S'), 0);
+  ASSERT_EQ(qz::LA_SetIntParam(laEnv, qz::LA_KEY_EIGEN_COUNT, 1), 0);
+  std::vector<int32_t> start{0}, row;
+  std::vector<double> value;
+  for (int j = 0; j < n; ++j) {
+    for (int i = std::max(0, j - 2); i <= std::min(n - 1, j + 2); ++i) {
+      row.push_back(i);
+      value.push_back(q(i, j));
+    }
+    start.push_back(static_cast<int32_t>(row.size()));
+  }
+  double smallest = 0.0, residual = 0.0;
+  VectorXd vector(n);
+  EXPECT_EQ(qz::LA_SparseSymEigenSolver(n, start.data(), row.data(), value.data(), laEnv, nullptr, &smallest,
+                                        vector.data(), &residual),
+            qz::kEigenLimit)
+      << "what this test is about";
+  qz::LA_FreeLAEnv(&laEnv);
 }
 
 TEST_F(Convexity, NoColumnsAndLinearModelsAreConvex) {

@@ -4,12 +4,15 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <limits>
 #include <string>
 #include <vector>
 
 #include "eigen/symmetric_samples.h"
+#include "eigen/tridiagonal_qr.h"
+#include "eigen/tridiagonal_reduction.h"
 
 extern "C" void dsyev_(const char* job, const char* uplo, const int* n, double* a, const int* lda, double* w,
                        double* work, const int* lwork, int* info);
@@ -115,6 +118,39 @@ std::vector<Kind> kinds() {
        }},
       {"reversed graded", [](int n, std::mt19937& r) { return MatrixXd(graded(n, 30.0, r).reverse()); }},
   };
+}
+
+// By QR iteration alone, in the layout of `decompose`.
+VectorXd valuesByQrIteration(const MatrixXd& a) {
+  const int n = static_cast<int>(a.rows()), lda = n + 2;
+  MatrixXd store = MatrixXd::Zero(lda, n);
+  store.topRows(n) = a;
+  VectorXd values(n), offDiag(n), tau(n);
+  std::vector<double> work(static_cast<size_t>(qz::denseSymEigenWorkEntries("V", n)));
+  qz::reduceToTridiagonal(n, store.data(), lda, values.data(), offDiag.data(), tau.data(), work.data());
+  MatrixXd vectors = MatrixXd::Identity(n, n);
+  EXPECT_EQ(qz::EigenSolverTridiagQR(n, values.data(), offDiag.data(), vectors.data(), n, work.data()), 0);
+  return values;
+}
+
+TEST(DenseEigen, QrIterationSolvesUpToTwentyFiveRows) {
+  std::mt19937 random(kSeed + 25);
+  for (int n : {24, 25, 26, 27}) {
+    const MatrixXd a = randomSymmetric(n, random);
+    EXPECT_EQ(decompose(a).values == valuesByQrIteration(a), n <= 25) << "to the bit, n = " << n;
+  }
+}
+
+// A zero coupling parts a matrix between zero diagonals too, where no product of neighbours is above it.
+TEST(DenseEigen, ZeroCouplingPartsAZeroDiagonal) {
+  const int half = 20;
+  MatrixXd a = MatrixXd::Zero(2 * half, 2 * half);
+  for (int i = 0; i + 1 < 2 * half; ++i)
+    if (i != half - 1) a(i, i + 1) = a(i + 1, i) = 1.0 + 0.3 * (i % 7);
+  VectorXd parts(2 * half);
+  parts << decompose(a.topLeftCorner(half, half)).values, decompose(a.bottomRightCorner(half, half)).values;
+  std::sort(parts.data(), parts.data() + parts.size());
+  EXPECT_EQ(decompose(a).values, parts) << "to the bit";
 }
 
 TEST(DenseEigen, EverySizeToSixtyAndEveryThresholdOnEveryKind) {

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "eigen/correction.h"
 #include "eigen/orthogonalize.h"
 #include "eigen/random_vector.h"
 #include "eigen/symmetric_samples.h"
@@ -309,6 +310,17 @@ TEST_F(SparseEigen, LimitOfProductsGivesTheCurrentValues) {
   EXPECT_NEAR(s.residuals(0), (a * s.vectors.col(0) - s.values(0) * s.vectors.col(0)).norm(), 1e-12);
 }
 
+// When the limit is just used up one inner solve still runs: an inner solve that is not allowed a product would leave
+// nothing but a random vector.
+TEST_F(SparseEigen, InnerSolvesAreNotCutShortByTheLimit) {
+  const Sparse a = sparseOf(secondDifference(800));
+  const qz::DavidsonSizes sizes = qz::chooseDavidsonSizes(a.n, 1, a.norm1(), static_cast<double>(a.start.back()) / a.n);
+  ASSERT_EQ(qz::LA_SetIntParam(env, qz::LA_KEY_EIGEN_ITERATION_LIMIT, sizes.restartSize), 0);
+  calls = 0;
+  EXPECT_EQ(solve(a, 'S', 1, countedProduct).status, 12);
+  EXPECT_GT(calls, sizes.restartSize + 1) << "a random vector alone costs one";
+}
+
 TEST_F(SparseEigen, SecondDifferenceMatrixIsResolvedAtItsHardEnd) {
   expectPairs(secondDifference(800), 'S', 1, "second difference", 1e-10);
   expectPairs(secondDifference(200), 'S', 3, "second difference");
@@ -370,6 +382,65 @@ TEST(DavidsonSizes, FollowTheirTableAtEveryBoundary) {
   EXPECT_EQ(sizes(3, 1, 500.0, 9), Pair(3, 1));
   EXPECT_EQ(sizes(3, 1, 5000.0, 9), Pair(3, 2));
   EXPECT_EQ(sizes(12, 12, 1.0, 9), Pair(12, 12));
+}
+
+// A restart keeps the columns, the previous direction, and room for a new one, whatever the matrix.
+TEST(DavidsonSizes, LeaveRoomBehindARestart) {
+  for (int32_t n = 3; n < 300; ++n) {
+    for (int32_t wanted = 1; wanted <= n; ++wanted) {
+      for (const double norm : {1.0, 1e4, 1e9, 1e12}) {
+        for (const double entries : {2.0, 8.0}) {
+          const qz::DavidsonSizes sizes = qz::chooseDavidsonSizes(n, wanted, norm, entries);
+          if (sizes.maxBasis == n) continue;  // complete, and never restarted
+          ASSERT_LE(sizes.restartSize + 2, sizes.maxBasis) << n << " " << wanted << " " << norm << " " << entries;
+        }
+      }
+    }
+  }
+}
+
+// The residual of x + t, which is known from scalars alone, against the true one: with its target next to the residual
+// that so many products give, the solve stops behind the first of them that meet it.
+TEST(Correction, StopsAsSoonAsTheCorrectedVectorMeetsItsTarget) {
+  std::mt19937 random(kSeed + 9);
+  int stops = 0;
+  for (int round = 0; round < 20; ++round) {
+    SCOPED_TRACE(round);
+    const int n = 40;
+    const MatrixXd a = randomSymmetric(n, random);
+    const Sparse sparse = sparseOf(a);
+    VectorXd x = Eigen::SelfAdjointEigenSolver<MatrixXd>(a).eigenvectors().col(0) +
+                 std::pow(10.0, -1.5 - 0.5 * (round % 4)) * randomMatrix(n, 1, random);
+    x.normalize();
+    const double theta = x.dot(a * x);
+    const VectorXd r = a * x - theta * x;
+    MatrixXd room(n, 5);
+    const qz::SparseSymMatrix matrix{n, sparse.start.data(), sparse.row.data(), sparse.value.data(),
+                                     qz::LA_SparseSymMatVecMult};
+    const qz::CorrectionSpace space{room.col(0).data(), room.col(1).data(), room.col(2).data(), room.col(3).data(),
+                                    room.col(4).data()};
+    const auto run = [&](double target, int64_t most) {
+      const qz::Correction problem{x.data(), r.data(), theta, r.norm(), a.norm(), target, true, most};
+      int64_t products = 0;
+      EXPECT_TRUE(qz::solveCorrection(matrix, problem, space, &products));
+      return products;
+    };
+    std::vector<double> residual;
+    for (int64_t most = 1; run(0.0, most) == most && most < 20; ++most) {
+      const VectorXd corrected = (x + room.col(0)).normalized();
+      residual.push_back((a * corrected - corrected.dot(a * corrected) * corrected).norm());
+    }
+    for (const double reached : residual) {
+      for (const double share : {1.0 + 1e-6, 1.0 - 1e-6}) {
+        const double target = share * reached;
+        const auto first = std::find_if(residual.begin(), residual.end(), [&](double met) { return met < target; });
+        if (first == residual.end()) continue;  // the solve ends for another reason
+        EXPECT_EQ(run(target, 100), first - residual.begin() + 1) << reached;
+        ++stops;
+      }
+    }
+  }
+  EXPECT_GT(stops, 40);
 }
 
 TEST(RandomVector, IsThatOfTheReferenceGeneratorAcrossBatchesAndCalls) {

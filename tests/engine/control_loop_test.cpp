@@ -13,6 +13,8 @@
 #include "engine/engine_case.h"
 #include "engine/iteration.h"
 #include "engine/linear_algebra.h"
+#include "engine/measures.h"
+#include "engine/newton_system.h"
 #include "engine/normal_system.h"
 #include "engine/start_point.h"
 #include "submodel/submodel_control.h"
@@ -522,6 +524,56 @@ TEST_F(ControlLoop, AReductionThatCannotBePreparedEndsTheSolve) {
   EXPECT_EQ(loop(goTo(Stage::kReduce)), QZ_STATUS_FAILED);
   EXPECT_EQ(visited, std::vector<Stage>{Stage::kReduce});
   EXPECT_TRUE(host.loggedText("Error preSetSubmodel: both bound duals are big"));
+}
+
+TEST_F(ControlLoop, ADualThatCannotBeShiftedEndsTheSolve) {
+  make(handCase());
+  iterate(2);
+  wish({{1}, {}, {}, {0}, {}, {}});
+  control.submodel->shiftDual = poolAllocateZero<double>(host.pool(), 2);  // of a shift that was never taken back
+  EXPECT_EQ(loop(goTo(Stage::kReduce)), QZ_STATUS_FAILED);
+  EXPECT_EQ(visited, std::vector<Stage>{Stage::kReduce});
+  EXPECT_TRUE(host.loggedText("Error subShiftDual: submodel->shiftDual should be NULL"));
+}
+
+// The normal equations of a reduction stay inaccurate, and the augmented system takes over there. The outer model,
+// which is larger, must find room in its arrays when it is iterated on again.
+TEST_F(ControlLoop, TheSystemMayChangeOnAReduction) {
+  int changed = 0;
+  int iteratedOn = 0;
+  for (uint32_t seed = 1; seed <= 60; ++seed) {
+    SCOPED_TRACE(seed);
+    make(randomCase(seed, {false, IPM_METHOD_NORMAL}), IPM_METHOD_NORMAL);
+    iterate(2);
+    Marks marks = rightMarks();
+    if (seed % 2 == 0) {  // wrong ones, so that the outer model is returned to
+      marks.rows.swap(marks.duals);
+      marks.duals.clear();
+      std::erase_if(marks.rows, [&](int i) { return truth.model.sense[static_cast<size_t>(i)] != 'G'; });
+    }
+    wish(marks);
+    Next next = reduceToSubmodel(control);
+    if (next.stage != Stage::kRestart || control.presolver == nullptr || ipm->numRow == 0) continue;
+    next = restartIteration(control);
+    ASSERT_EQ(next.stage, Stage::kIterate);
+    ASSERT_EQ(formSystem(ipm), 0);
+    ASSERT_EQ(factorSystem(ipm), 0);
+    std::fill_n(ipm->normalScale, ipm->numRow, 0.0);  // no solve by this factor moves a dual
+    computeMeasurement(ipm);
+    ASSERT_EQ(solveSystem(ipm, ipm->rhsPredictor), 0);
+    if (ipm->typeMethod != IPM_METHOD_AUGMENTED) continue;  // the rows were met without
+    ++changed;
+    EXPECT_EQ(ipm->cholFactor, nullptr);
+    EXPECT_NE(ipm->ldlFactor, nullptr);
+    EXPECT_EQ(loop(next), 0);
+    EXPECT_EQ(test->model.status, QZ_STATUS_OPTIMAL);
+    EXPECT_EQ(ipm->typeMethod, IPM_METHOD_AUGMENTED);
+    expectOuterModelStands();
+    expectOptimal(2e-5);
+    iteratedOn += static_cast<int>(visits(Stage::kRestart));
+  }
+  EXPECT_GE(changed, 30);
+  EXPECT_GE(iteratedOn, 15);
 }
 
 // A row of one element would become a bound, and leave the running point without a slack for it.

@@ -5,6 +5,7 @@
 
 #include <cmath>
 #include <functional>
+#include <limits>
 
 #include "engine/augmented_system.h"
 #include "engine/engine_state.h"
@@ -193,6 +194,25 @@ TEST_F(ScalingControl, ObjectiveAloneDividesCostsAndAllDuals) {
 }
 
 // mu is measured in true terms from here on, and judged against its first value.
+// A bound that was removed stands as the largest number, which is finite, and is none to be scaled.
+TEST_F(ScalingControl, RemovedBoundsAreLeftAlone) {
+  constexpr double kLargest = std::numeric_limits<double>::max();
+  for (const int32_t method : {IPM_METHOD_AUGMENTED, IPM_METHOD_NORMAL}) {
+    Scaled s(host, 5, method);
+    s.apply(17);
+    for (int32_t j = 0; j < s.ipm->numCol; ++j) {
+      s.ipm->lower[j] = -kLargest;
+      s.ipm->upper[j] = kLargest;
+      s.ipm->lowerSlack[j] = s.ipm->upperSlack[j] = s.ipm->lowerDual[j] = s.ipm->upperDual[j] = 0.0;
+    }
+    ipmUnscale(s.ipm, &s.hub, nullptr);
+    for (int32_t j = 0; j < s.ipm->numCol; ++j) {
+      EXPECT_EQ(s.ipm->lower[j], -kLargest) << j;
+      EXPECT_EQ(s.ipm->upper[j], kLargest) << j;
+    }
+  }
+}
+
 TEST_F(ScalingControl, FirstMuFollowsTheObjective) {
   for (int32_t state : {0, 1, 2}) {
     Scaled s(host, 11, IPM_METHOD_AUGMENTED);

@@ -335,6 +335,26 @@ TEST(NodeRefinement, SidesStayBelowTheirLimit) {
   }
 }
 
+// A pass towards the lighter side finds nothing, and the next one, towards the other, does: a bad pass ends the
+// refinement only when both sides have had theirs.
+TEST(NodeRefinement, OneSidedPassesEndInPairs) {
+  TestHost host;
+  Edges edges{{10, 0}, {11, 0}, {10, 12}, {10, 13}, {11, 14}, {11, 15}};  // 10 and 11 part 0 to 9 from 12 to 23
+  for (int32_t v = 0; v < 9; ++v) edges.emplace_back(v, v + 1);
+  for (int32_t v = 12; v < 24; ++v)
+    for (int32_t u = v + 1; u < 24; ++u) edges.emplace_back(v, u);
+  for (const int32_t passes : {1, 8}) {
+    DissectionBench bench(host, makeGraph(24, edges));
+    OrderingGraph* top = &bench.top;
+    ASSERT_EQ(qz::allocateRefineStore(host.pool(), top, false), qz::LA_OK);
+    for (int32_t v = 0; v < 24; ++v) top->side[v] = v < 10 ? 0 : v < 12 ? 2 : 1;
+    qz::computeSeparatorState(top);
+    ASSERT_EQ(qz::NodeRefineOneSided(&bench.control, top, passes), qz::LA_OK);
+    EXPECT_EQ(top->partWeight[2], passes == 1 ? 2 : 1);
+    expectSeparatorState(*top);
+  }
+}
+
 TEST(NodeBalance, SidesWithinTheToleranceStay) {
   TestHost host;
   DissectionBench bench(host, grid(11, 10));

@@ -409,22 +409,43 @@ TEST(NestedDissection, CancelledThreadGivesThirteen) {
   }
 }
 
-// A pool in front of the host's that cancels the thread at its k-th allocation.
+// A pool in front of the host's that cancels the thread at its k-th allocation, or at the k-th block that comes back.
 struct CancellingPool {
   QzPool pool;
   TestHost* host;
-  int64_t left;
+  int64_t allocationsLeft;
+  int64_t freesLeft;
 };
 
 void* cancelAndAllocate(QzPool* pool, uint64_t size, uint32_t flags) {
   auto* self = reinterpret_cast<CancellingPool*>(pool);
-  if (--self->left == 0) self->host->cancelThread(true);
+  if (--self->allocationsLeft == 0) self->host->cancelThread(true);
   return self->host->pool()->allocate(self->host->pool(), size, flags);
 }
 
-void passFree(QzPool* pool, void* memory) {
+void cancelAndFree(QzPool* pool, void* memory) {
   auto* self = reinterpret_cast<CancellingPool*>(pool);
+  if (--self->freesLeft == 0) self->host->cancelThread(true);
   self->host->pool()->free(self->host->pool(), memory);
+}
+
+// The status of a dissection behind such a pool, whose counts are lowered.
+int32_t dissectBehind(TestHost& host, CancellingPool& pool, const Graph& graph) {
+  pool.pool.allocate = cancelAndAllocate;
+  pool.pool.free = cancelAndFree;
+  pool.host = &host;
+  Array begin = graph.begin, list = graph.list, work(8 * at(graph.n) + 8), perm(at(graph.n)), invPerm(at(graph.n)),
+        groupId(at(graph.n));
+  list.resize(list.size() + at(graph.n));
+  qz::LAEnv env{};
+  env.memory = &pool.pool;
+  int32_t numDense = 0;
+  int32_t method = 2;
+  const int32_t status =
+      qz::OrderGraph(&env, graph.n, begin.data(), list.data(), static_cast<int32_t>(list.size()), 1, nullptr, 1,
+                     perm.data(), invPerm.data(), &numDense, &method, 1, 0, groupId.data(), 0, work.data(), 0.0, -1.0);
+  host.cancelThread(false);
+  return status;
 }
 
 TEST(NestedDissection, CancelledAtAnyMomentItEndsAndFreesAll) {
@@ -434,26 +455,28 @@ TEST(NestedDissection, CancelledAtAnyMomentItEndsAndFreesAll) {
   int32_t finished = 0;
   for (int64_t k = 1; finished == 0 && k < 1000; ++k) {
     CancellingPool pool{};
-    pool.pool.allocate = cancelAndAllocate;
-    pool.pool.free = passFree;
-    pool.host = &host;
-    pool.left = k;
-    Array begin = graph.begin, list = graph.list, work(8 * at(graph.n) + 8), perm(at(graph.n)), invPerm(at(graph.n)),
-          groupId(at(graph.n));
-    list.resize(list.size() + at(graph.n));
-    qz::LAEnv env{};
-    env.memory = &pool.pool;
-    int32_t numDense = 0;
-    int32_t method = 2;
-    const int32_t status = qz::OrderGraph(&env, graph.n, begin.data(), list.data(), static_cast<int32_t>(list.size()),
-                                          1, nullptr, 1, perm.data(), invPerm.data(), &numDense, &method, 1, 0,
-                                          groupId.data(), 0, work.data(), 0.0, -1.0);
-    host.cancelThread(false);
-    EXPECT_EQ(status, pool.left <= 0 ? qz::LA_CANCELLED : qz::LA_OK) << k;
-    if (pool.left > 0) finished = 1;
+    pool.allocationsLeft = k;
+    const int32_t status = dissectBehind(host, pool, graph);
+    EXPECT_EQ(status, pool.allocationsLeft <= 0 ? qz::LA_CANCELLED : qz::LA_OK) << k;
+    if (pool.allocationsLeft > 0) finished = 1;
     ASSERT_EQ(host.outstanding(), before) << k;
   }
   EXPECT_EQ(finished, 1);
+}
+
+// Behind the last piece nothing polls any more but the caller of the dissection itself. Only when its own work area
+// goes back it is done.
+TEST(NestedDissection, CancelledBehindItsLastPieceItSaysSo) {
+  TestHost host;
+  const Graph graph = shuffled(grid(25, 25), 2);
+  CancellingPool counting{};
+  ASSERT_EQ(dissectBehind(host, counting, graph), qz::LA_OK);
+  const int64_t frees = -counting.freesLeft;
+  for (int64_t k = frees - 10; k <= frees; ++k) {
+    CancellingPool pool{};
+    pool.freesLeft = k;
+    EXPECT_EQ(dissectBehind(host, pool, graph), k < frees ? qz::LA_CANCELLED : qz::LA_OK) << k << " of " << frees;
+  }
 }
 
 }  // namespace

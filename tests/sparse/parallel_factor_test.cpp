@@ -2,10 +2,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstring>
 #include <eigen3/Eigen/Dense>
+#include <thread>
+#include <vector>
 
+#include "sparse/ldl_blocks.h"
 #include "sparse/parallel_fixture.h"
 
 namespace {
@@ -381,6 +385,44 @@ TEST_F(ParallelFactorTest, NotANumberEndsLikeAnyValue) {
     ASSERT_EQ(f.analyze(), qz::LA_OK);
     EXPECT_EQ(f.factor(), qz::LA_OK);
   }
+}
+
+// A slot that two threads took would hold the product of one and be read as that of the other.
+TEST(ProductSlots, AreTakenByOneThreadAtATime) {
+  constexpr int32_t kThreads = 4, kSlots = 2, kRounds = 100000;
+  std::vector<int64_t> flags(kSlots, 0);
+  std::vector<int32_t> users(kSlots, 0);
+  std::vector<double> values(kSlots, 0.0);
+  qz::SymbolicFactor symbolic{};
+  symbolic.blockSize = 1;
+  symbolic.numSlots = kSlots;
+  symbolic.slotFlags = flags.data();
+  symbolic.slotUsers = users.data();
+  symbolic.slotValues = values.data();
+  std::vector<std::atomic<int32_t>> holders(kSlots);
+  std::atomic<int64_t> taken{0}, shared{0};
+  std::vector<std::thread> threads;
+  for (int32_t t = 0; t < kThreads; ++t) {
+    threads.emplace_back([&, t] {
+      qz::ThreadContext context{};
+      context.symbolic = &symbolic;
+      context.thread = t;
+      context.numThreads = kThreads;
+      for (int32_t round = 0; round < kRounds; ++round) {
+        const qz::LDLBlocks::Product product = qz::LDLBlocks::takeProduct(context, 1);
+        if (product.slot == 0) continue;
+        ++taken;
+        const auto slot = static_cast<size_t>(product.slot - 1);
+        if (holders[slot].fetch_add(1) != 0) ++shared;
+        if (round % 64 == 0) std::this_thread::yield();
+        holders[slot].fetch_sub(1);
+        qz::LDLBlocks::releaseRight(context, qz::finishedWord(product.slot));
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_GT(taken, kRounds);
+  EXPECT_EQ(shared, 0);
 }
 
 }  // namespace

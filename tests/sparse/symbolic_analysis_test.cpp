@@ -1,16 +1,19 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <functional>
 #include <random>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "ordering/order_graph.h"
 #include "sparse/cholesky_analysis.h"
 #include "sparse/factor_cleanup.h"
 #include "sparse/factor_decision.h"
+#include "sparse/factor_memory.h"
 #include "sparse/ldl_analysis.h"
 #include "sparse/pattern.h"
 #include "sparse/supernodal_analysis.h"
@@ -163,6 +166,45 @@ class SymbolicAnalysisTest : public ::testing::Test {
   NumericFactor* numeric = nullptr;
   bool isLDL = true;
 };
+
+// What lives as long as the factor is cut from the second part of the work block, which the first part, where the
+// ordering and the values come and go, never reaches.
+TEST_F(SymbolicAnalysisTest, WorkBlockHoldsBothPartsApart) {
+  for (const bool ldl : {false, true}) {
+    for (int32_t n = 1; n <= 67; n += 3) {
+      for (const int32_t entries : {0, 2, n, 6 * n}) {
+        SCOPED_TRACE((ldl ? "LDL, n " : "Cholesky, n ") + std::to_string(n) + ", " + std::to_string(entries));
+        isLDL = ldl;
+        AnalysisMemory memory{};
+        ASSERT_EQ(ldl ? InitMemoryAndStructsLDL(n, entries, env, &symbolic, &numeric, &memory)
+                      : InitMemoryAndStructsCholesky(n, entries, env, &symbolic, &numeric, &memory),
+                  LA_OK);
+        const char* block = static_cast<const char*>(numeric->workBlock);
+        const char* second = block + numeric->workBytesFirst;
+        const char* end = second + numeric->workBytesSecond;
+        EXPECT_GE(memory.firstCount, 2 * int64_t{n} + 1 + entries) << "adjacency with room to move";
+        EXPECT_GE(memory.firstCount, 2 * (int64_t{n} + 1) + entries) << "both triangles";
+        EXPECT_LE(memory.firstCount * 4, numeric->workBytesFirst);
+        const char* lastIndex = reinterpret_cast<const char*>(numeric->rowIndex + n + entries / 2);
+        EXPECT_LE(lastIndex, second) << "values and rows of the lower triangle";
+        std::vector<std::pair<const int32_t*, int64_t>> kept = {
+            {symbolic->perm, n},    {symbolic->invPerm, n},  {symbolic->snParent, n},      {symbolic->snStart, n + 1},
+            {symbolic->colToSn, n}, {memory.groupId, n + 1}, {memory.parent, 10 * n + 16},
+        };
+        if (ldl) kept.emplace_back(symbolic->pivotKind, n);
+        std::sort(kept.begin(), kept.end());
+        const char* free = second;
+        for (const auto& [array, count] : kept) {
+          const char* bytes = reinterpret_cast<const char*>(array);
+          EXPECT_GE(bytes, free);
+          free = bytes + 4 * count;
+        }
+        EXPECT_LE(free, end);
+        cleanUp();
+      }
+    }
+  }
+}
 
 TEST_F(SymbolicAnalysisTest, RandomPatternsAgreeWithDenseElimination) {
   for (uint32_t seed = 1; seed <= 400; ++seed) {

@@ -47,6 +47,16 @@ TestModel mixedModel() {
                     {4, 2, 2, {{0, 1}, {4, 1}}}});
 }
 
+// Which bounds may be dropped is noted beside the reduced model.
+TEST_F(Presolve, MarksOfTheReducedModelGoWithIt) {
+  TestModel m = mixedModel();
+  ASSERT_EQ(run(m), 0);
+  ASSERT_NE(model, &m.model);
+  if (model->relaxColBound == nullptr) model->relaxColBound = poolAllocateZero<uint8_t>(env.pool, model->numCol);
+  release();
+  EXPECT_EQ(host.outstanding(), 0);
+}
+
 TEST_F(Presolve, ReducesToTheKeptRowsAndColumns) {
   TestModel m = mixedModel();
   const ModelArrays before = m.a;
