@@ -2,6 +2,7 @@
 
 #include <ctime>
 
+#include "host/faults.h"
 #include "qzipsolve/host.h"
 
 namespace qzhost {
@@ -33,7 +34,7 @@ int32_t readClock(int32_t selector, void* buffer, uint32_t /*flags*/) {
   if (selector != QZ_CLOCK_SELECTOR || buffer == nullptr) return 1;
   static const Origin origin = takeOrigin();
   auto* out = static_cast<QzClockBuffer*>(buffer);
-  *out = QzClockBuffer{origin.offset + readSystemClock(CLOCK_MONOTONIC), origin.zone, {0, 0}};
+  *out = QzClockBuffer{origin.offset + readSystemClock(CLOCK_MONOTONIC) + clockJump(), origin.zone, {0, 0}};
   return 0;
 }
 

@@ -10,6 +10,7 @@
 #include <sstream>
 #include <vector>
 
+#include "host/faults.h"
 #include "host/service_table.h"
 
 namespace qzhost {
@@ -183,6 +184,10 @@ QzModule* loadExtension(QzHostTable* /*table*/, const wchar_t* name, int64_t len
   const std::string narrow = narrowName(name, length);
   if (narrow.empty()) {
     lastError = "not a name of a module";
+    return nullptr;
+  }
+  if (requestFails(Request::kModule)) {
+    lastError = "module " + narrow + " was made to fail";
     return nullptr;
   }
   Registry& all = registry();

@@ -69,7 +69,7 @@ uint64_t roomFor(uint64_t size) {
 }
 
 void* poolAllocate(QzPool* pool, uint64_t size, uint32_t flags) {
-  if (allocationFails() || size > kLargestBlock) return nullptr;
+  if (requestFails(Request::kMemory) || size > kLargestBlock) return nullptr;
   HostPool* self = hostPool(pool);
   void* room = nullptr;
   if (posix_memalign(&room, kAlignment, roomFor(size)) != 0) return nullptr;
@@ -166,7 +166,7 @@ void addCounts(HostPool* self, PoolCounts& counts) {
 
 QzPool* createPool(QzHostTable* /*table*/, QzPoolParameters* /*parameters*/, QzPool* parent, const wchar_t* /*name*/,
                    int64_t /*zero1*/, int64_t /*zero2*/) {
-  if (allocationFails()) return nullptr;
+  if (requestFails(Request::kPool)) return nullptr;
   auto* self = new (std::nothrow) HostPool{};
   if (self == nullptr) return nullptr;
   self->pool.destroy = poolDestroy;

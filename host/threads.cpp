@@ -50,7 +50,7 @@ int32_t waitFor(const QzWaitBlock* block, const void* self) {
   constexpr uint64_t kKind = 2;
   if (block == nullptr || block->kind != kKind) return kWaitInvalid;
   if (block->count == 0) return kWaitDone;
-  if (block->objects == nullptr) return kWaitInvalid;
+  if (block->objects == nullptr || requestFails(Request::kWait)) return kWaitInvalid;
   for (uint64_t i = 0; i < block->count; ++i)
     if (block->objects[i] == nullptr || block->objects[i] == self) return kWaitInvalid;
   std::unique_lock<std::mutex> monitor(monitorMutex());
@@ -192,7 +192,7 @@ void nameThread(pthread_t handle, const wchar_t* name) {
 }  // namespace
 
 QzEvent* createEvent(QzHostTable* /*table*/, void* /*attributes*/, int64_t /*zero*/, const wchar_t* /*name*/, ...) {
-  if (allocationFails()) return nullptr;
+  if (requestFails(Request::kEvent)) return nullptr;
   auto* self = new (std::nothrow) HostEvent{};
   if (self == nullptr) return nullptr;
   setWaitable(self->event.reserved, &self->waitable);
@@ -203,7 +203,7 @@ QzEvent* createEvent(QzHostTable* /*table*/, void* /*attributes*/, int64_t /*zer
 }
 
 QzLock* createLock(QzHostTable* /*table*/, void* /*attributes*/, int64_t /*zero*/, const wchar_t* /*name*/) {
-  if (allocationFails()) return nullptr;
+  if (requestFails(Request::kLock)) return nullptr;
   auto* self = new (std::nothrow) HostLock{};
   if (self == nullptr) return nullptr;
   self->lock.destroy = lockDestroy;
@@ -214,11 +214,12 @@ QzLock* createLock(QzHostTable* /*table*/, void* /*attributes*/, int64_t /*zero*
 
 QzThread* startThread(QzHostTable* /*table*/, QzThreadStart* start, int64_t /*zero*/, const wchar_t* name,
                       void* /*arguments*/) {
-  if (start == nullptr || start->function == nullptr || allocationFails()) return nullptr;
+  if (start == nullptr || start->function == nullptr || requestFails(Request::kThread)) return nullptr;
   HostThread* self = newThread();
   if (self == nullptr) return nullptr;
   self->started = true;
   self->start = *start;
+  if (requestFails(Request::kWorkerRun)) self->thread.cancelled = 1;
   self->holders.store(2);
   if (pthread_create(&self->handle, nullptr, runThread, self) != 0) {
     delete self;
