@@ -67,8 +67,9 @@ TEST(BigValueFamilies, VariablesBesideInequalities) {
 }
 
 // The normal equations lose a few programs with far bounds or, behind the own presolve, far row sides (seven of 1,200
-// over all kinds and both presolves): they leave them the weights of columns that nothing holds. The own presolve drops implied far bounds, whose columns then keep a residual that the
-// far bound multiplies in the last measure, with submodels and without: some answers end with reduced accuracy there.
+// over all kinds and both presolves): they leave them the weights of columns that nothing holds. The own presolve drops
+// implied far bounds, whose columns then keep a residual that the far bound multiplies in the last measure, with
+// submodels and without: some answers end with reduced accuracy there.
 TEST(BigValueFamilies, FarBounds) {
   BigRecipe recipe;
   recipe.farBound = 0.3;
