@@ -176,6 +176,7 @@ TEST_F(Pools, ManyThreadsAtOnce) {
   constexpr int kRounds = 2000;
   QzPool* shared = newPool();
   std::vector<std::thread> threads;
+  threads.reserve(kThreads);
   for (int t = 0; t < kThreads; ++t)
     threads.emplace_back([shared, t] {
       std::mt19937 random(static_cast<unsigned>(t));

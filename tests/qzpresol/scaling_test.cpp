@@ -55,8 +55,8 @@ TEST_F(ModuleScaling, AppliesItsFactorsAsTheTableSays) {
       EXPECT_EQ(m.a.obj[j], before.obj[j] * c * o);
       EXPECT_EQ(m.a.lower[j], before.lower[j] <= -1e20 ? before.lower[j] : before.lower[j] / c) << seed;
       EXPECT_EQ(m.a.upper[j], before.upper[j] >= 1e20 ? before.upper[j] : before.upper[j] / c) << seed;
-      for (auto k = static_cast<size_t>(before.colBegin[j]);
-           k < static_cast<size_t>(before.colBegin[j] + before.colLength[j]); ++k)
+      const auto begin = static_cast<size_t>(before.colBegin[j]);
+      for (size_t k = begin; k < begin + static_cast<size_t>(before.colLength[j]); ++k)
         EXPECT_EQ(m.a.matValue[k], before.matValue[k] * rowScale[static_cast<size_t>(before.rowIndex[k])] * c);
     }
     for (size_t i = 0; i < before.rhs.size(); ++i) {

@@ -47,6 +47,7 @@ TEST(Atomics, ArithmeticGivesTheNewValueOnAll64Bits) {
 TEST(Atomics, ConcurrentUpdatesLoseNothing) {
   int64_t sum = 0, bits = 0, mask = -1;
   std::vector<std::thread> threads;
+  threads.reserve(4);
   for (int t = 0; t < 4; ++t)
     threads.emplace_back([&, t] {
       for (int k = 0; k < 20000; ++k) qzAtomicAdd(&sum, t + 1);
@@ -112,6 +113,7 @@ TEST(Stack, ManyThreadsNeverShareOrLoseANode) {
   for (Node& node : nodes) qzAStackPush(&head, &node, kLink);
   std::atomic<int> shared{0};
   std::vector<std::thread> threads;
+  threads.reserve(static_cast<size_t>(numThreads));
   for (int t = 0; t < numThreads; ++t)
     threads.emplace_back([&] {
       for (int k = 0; k < rounds; ++k) {

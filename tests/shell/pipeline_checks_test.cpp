@@ -25,7 +25,7 @@ class PipelineChecks : public qztest::PipelineCase {
     answer();
   }
   ~PipelineChecks() override { qztest::fakeEngine = nullptr; }
-  void answer(std::function<void(const EngineCall&)> damage = {}) {
+  void answer(const std::function<void(const EngineCall&)>& damage = {}) {
     qztest::fakeEngine = [damage](const EngineCall& call) {
       plantSolution(call, kPoint, kDuals);
       if (damage) damage(call);

@@ -70,7 +70,7 @@ inline SymmetricMatrix gridMatrix(int32_t cols, int32_t rows, std::mt19937& rand
   Bits bits = emptyBits(cols * rows);
   for (int32_t r = 0; r < rows; ++r) {
     for (int32_t c = 0; c < cols; ++c) {
-      const auto v = static_cast<size_t>(r * cols + c);
+      const auto v = static_cast<size_t>(r) * static_cast<size_t>(cols) + static_cast<size_t>(c);
       bits[v][v] = 1;
       if (c > 0) bits[v][v - 1] = 1;
       if (r > 0) bits[v][v - static_cast<size_t>(cols)] = 1;

@@ -140,7 +140,7 @@ TEST(Sorts, PositionsAreOrderedByKeysThatStay) {
       std::iota(moved.begin(), moved.end(), 0);
       std::mt19937 random(9);
       std::shuffle(moved.begin(), moved.end(), random);
-      const std::vector<int32_t> untouched = key;
+      const std::vector<int32_t> untouched(key.begin(), key.end());
       EXPECT_EQ(ascending ? QZS_quickSortIntIntInc2(nullptr, moved.data(), key.data(), n)
                           : QZS_quickSortIntIntDec2(nullptr, moved.data(), key.data(), n),
                 0);
@@ -188,6 +188,7 @@ TEST(Sorts, SortedInputAndEqualKeysMoveNoPayload) {
 TEST(Sorts, LargeHardInputsStayWithinTheStack) {
   std::vector<int32_t> v;
   const int32_t n = 1 << 17;
+  v.reserve(n);
   for (int32_t i = 0; i < n; ++i) v.push_back((i & 1) != 0 ? i : n - i);
   std::vector<int32_t> expected = v;
   std::sort(expected.begin(), expected.end());
