@@ -221,6 +221,7 @@ TEST(Locks, ExcludeOneAnother) {
   constexpr int kThreads = 6;
   constexpr int kRounds = 5000;
   std::vector<QzThread*> threads;
+  threads.reserve(kThreads);
   for (int t = 0; t < kThreads; ++t)
     threads.push_back(start(
         [](void* argument) {

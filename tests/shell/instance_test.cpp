@@ -15,7 +15,7 @@ using qztest::events;
 template <class T>
 T slot(const void* object, size_t offset) {
   T value;
-  std::memcpy(&value, static_cast<const char*>(object) + offset, sizeof value);
+  std::memcpy(&value, static_cast<const char*>(object) + offset, sizeof(T));
   return value;
 }
 

@@ -61,6 +61,7 @@ TEST_F(BigData, PercentileBelowOneGivesOneHundred) {
 TEST_F(BigData, PercentileOfOneThousandMovesEveryThreshold) {
   // Entries 0 to 18 of 20 lie in (100, 1000], entry 19, the percentile's, opens the bucket above: it reads as 1000.
   std::vector<ColumnSpec> columns;
+  columns.reserve(20);
   for (int j = 0; j < 20; ++j) columns.push_back({1.0, 0.0, kInf, {{0, j < 19 ? 500.0 : 5000.0}}});
   TestModel m("G", {1.0}, {}, columns);
   ASSERT_EQ(mark(m), 0);
@@ -190,6 +191,7 @@ TEST_F(BigData, MapsNumberWhatIsKept) {
       rhs.push_back(random() % 3 == 0 ? std::pow(10.0, decade(random)) : 1.0);
     }
     std::vector<ColumnSpec> columns;
+    columns.reserve(static_cast<size_t>(n));
     for (int j = 0; j < n; ++j)
       columns.push_back(
           {random() % 3 == 0 ? -std::pow(10.0, decade(random)) : 1.0,
