@@ -32,7 +32,7 @@ struct Entry {
 
 class Substitution {
  public:
-  explicit Substitution(Reducer& r) : r_(r), s_(r.store) {}
+  explicit Substitution(Reducer& r) : r_(r), s_(r.store), reaches_(r.store) {}
 
   // Short columns first: they fill least.
   int32_t run() {
@@ -46,24 +46,16 @@ class Substitution {
 
  private:
   int32_t allocate() {
-    const bool all = reach_.allocate(s_.pool, s_.numRow) == QZ_STATUS_OK &&
-                     known_.allocateZero(s_.pool, s_.numRow) == QZ_STATUS_OK &&
+    const bool all = reaches_.create() == QZ_STATUS_OK &&
                      inPivotRow_.allocateZero(s_.pool, s_.numCol) == QZ_STATUS_OK &&
                      inOtherRow_.allocateZero(s_.pool, s_.numCol) == QZ_STATUS_OK &&
                      pivotRow_.allocate(s_.pool, s_.numCol) == QZ_STATUS_OK;
     return all ? QZ_STATUS_OK : QZ_STATUS_OUT_OF_MEMORY;
   }
 
-  // Between two steps nothing but the rows of the last one's column changes.
-  const RowActivity& reachOf(int32_t i) {
-    if (known_[i] == 0) reach_[i] = s_.activity(i);
-    known_[i] = 1;
-    return reach_[i];
-  }
-
   int32_t tryColumn(int32_t j) {
     takeColumn(j);
-    if (!isImpliedFree(j)) return QZ_STATUS_OK;
+    if (!reaches_.lowerIsImplied(j) || !reaches_.upperIsImplied(j)) return QZ_STATUS_OK;
     const int32_t i = choosePivot();
     if (i < 0) return QZ_STATUS_OK;
     takePivotRow(i, j);
@@ -88,19 +80,6 @@ class Substitution {
       pivotRow_[pivotLength_++] = {k, a};
       inPivotRow_[k] = a;
     });
-  }
-
-  // Each bound may be implied by another row: a row does so by the bounds of its other columns alone.
-  bool isImpliedFree(int32_t j) {
-    bool below = infinite(s_.lower[j]);
-    bool above = infinite(s_.upper[j]);
-    for (int32_t k = 0; k < columnLength_ && !(below && above); ++k) {
-      const auto [i, a] = column_[k];
-      const Interval implied = impliedBounds(s_, i, j, a, reachOf(i));
-      below = below || impliesLower(s_, j, implied);
-      above = above || impliesUpper(s_, j, implied);
-    }
-    return below && above;
   }
 
   // The shortest equation whose pivot is large enough; -1 without one.
@@ -177,7 +156,7 @@ class Substitution {
 
   // Row `to` less `factor` times the pivot row, without column j.
   int32_t addPivotRow(int32_t to, double factor, double b) {
-    known_[to] = 0;
+    reaches_.forget(to);
     s_.shiftSides(to, -factor * b);
     s_.eachInRow(to, [&](int32_t l, double a) { inOtherRow_[l] = a; });
     int32_t status = QZ_STATUS_OK;
@@ -213,8 +192,7 @@ class Substitution {
 
   Reducer& r_;
   Store& s_;
-  qz::PoolArray<RowActivity> reach_;  // numRow, as far as known
-  qz::PoolArray<uint8_t> known_;
+  RowReaches reaches_;                // each bound of a column may be implied by another row
   qz::PoolArray<double> inPivotRow_;  // numCol: the pivot row's entries, 0 elsewhere and between the steps
   qz::PoolArray<double> inOtherRow_;
   qz::PoolArray<Entry> pivotRow_;  // without column j

@@ -17,6 +17,14 @@ bool endWithout(const ActivityEnd& end, double a, double bound, double& rest) {
   return true;
 }
 
+// Adds (sign 1) or takes away (-1) what a column at `bound` gives.
+void shiftEnd(ActivityEnd& end, double a, double bound, int32_t sign) {
+  if (infinite(bound))
+    end.infinite += sign;
+  else
+    end.finite += sign * a * bound;
+}
+
 }  // namespace
 
 Interval impliedBounds(const Store& s, int32_t i, int32_t j, double a, const RowActivity& reach) {
@@ -44,6 +52,49 @@ bool impliesLower(const Store& s, int32_t j, const Interval& implied) {
 bool impliesUpper(const Store& s, int32_t j, const Interval& implied) {
   const double bound = s.upper[j];
   return infinite(bound) || (!infinite(implied.high) && implied.high <= bound + kPassed * (1.0 + std::fabs(bound)));
+}
+
+int32_t RowReaches::create() {
+  const int32_t status = reach_.allocate(s_.pool, s_.numRow);
+  return status == QZ_STATUS_OK ? known_.allocateZero(s_.pool, s_.numRow) : status;
+}
+
+const RowActivity& RowReaches::of(int32_t i) {
+  if (known_[i] == 0) reach_[i] = s_.activity(i);
+  known_[i] = 1;
+  return reach_[i];
+}
+
+void RowReaches::shift(int32_t j, int32_t sign) {
+  s_.eachInColumn(j, [&](int32_t i, double a) {
+    if (known_[i] == 0) return;
+    shiftEnd(reach_[i].low, a, a > 0.0 ? s_.lower[j] : s_.upper[j], sign);
+    shiftEnd(reach_[i].high, a, a > 0.0 ? s_.upper[j] : s_.lower[j], sign);
+  });
+}
+
+bool RowReaches::lowerIsImplied(int32_t j) {
+  bool is = infinite(s_.lower[j]);
+  s_.eachInColumn(j, [&](int32_t i, double a) { is = is || impliesLower(s_, j, impliedBounds(s_, i, j, a, of(i))); });
+  return is;
+}
+
+bool RowReaches::upperIsImplied(int32_t j) {
+  bool is = infinite(s_.upper[j]);
+  s_.eachInColumn(j, [&](int32_t i, double a) { is = is || impliesUpper(s_, j, impliedBounds(s_, i, j, a, of(i))); });
+  return is;
+}
+
+void RowReaches::openLower(int32_t j) {
+  takeOut(j);
+  s_.setBounds(j, -kInfinity, s_.upper[j]);
+  putIn(j);
+}
+
+void RowReaches::openUpper(int32_t j) {
+  takeOut(j);
+  s_.setBounds(j, s_.lower[j], kInfinity);
+  putIn(j);
 }
 
 }  // namespace qzpresol

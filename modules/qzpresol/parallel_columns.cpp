@@ -1,6 +1,7 @@
 #include "parallel_columns.h"
 
 #include "elementary_steps.h"
+#include "implied_bounds.h"
 #include "parallel_lines.h"
 #include "settled_columns.h"
 
@@ -33,7 +34,7 @@ double onlyBound(double lower, double upper) {
   return infinite(lower) ? upper : lower;
 }
 
-int32_t mergeColumns(Reducer& r, int32_t j, int32_t k, double factor) {
+int32_t mergeColumns(Reducer& r, RowReaches& reaches, int32_t j, int32_t k, double factor) {
   Store& s = r.store;
   const double low = sum(s.lower[j], factor, lowEnd(factor, s.lower[k], s.upper[k]), -kInfinity);
   const double high = sum(s.upper[j], factor, highEnd(factor, s.lower[k], s.upper[k]), kInfinity);
@@ -47,8 +48,11 @@ int32_t mergeColumns(Reducer& r, int32_t j, int32_t k, double factor) {
   r.undo.index(j);
   r.undo.index(k);
   for (const double value : {factor, s.lower[j], s.upper[j], s.lower[k], s.upper[k]}) r.undo.value(value);
+  reaches.takeOut(j);
+  reaches.takeOut(k);
   s.setBounds(j, low, high);
   s.removeColumn(k);
+  reaches.putIn(j);
   r.applied(ReductionKind::kParallelColumn);
   return QZ_STATUS_OK;
 }
@@ -58,34 +62,41 @@ bool isFree(const Store& s, int32_t j) {
 }
 
 // Columns that cost the same. A free one can do what the other does, whose reduced cost is 0 like its own.
-int32_t join(Reducer& r, int32_t j, int32_t k, double factor, int32_t& head) {
+int32_t join(Reducer& r, RowReaches& reaches, int32_t j, int32_t k, double factor, int32_t& head) {
   const bool first = isFree(r.store, j);
   if (!first && !isFree(r.store, k)) {
     head = j;
-    return mergeColumns(r, j, k, factor);
+    return mergeColumns(r, reaches, j, k, factor);
   }
   head = first ? j : k;
+  reaches.takeOut(first ? k : j);
   r.applied(ReductionKind::kParallelColumn);
   return fixIdle(r, first ? k : j);
 }
 
 // Where `other` = factor * `column` costs `excess` more than `factor` times the latter, and the sign of
-// z_other = excess + factor * z_column is known: fixes it at the bound of that sign. `done` tells.
-int32_t fixDominated(Reducer& r, int32_t column, int32_t other, double factor, double excess, bool& done) {
+// z_other = excess + factor * z_column is known: fixes it at the bound of that sign. `done` tells. A bound of `column`
+// that a row implies goes for that.
+int32_t fixDominated(Reducer& r, RowReaches& reaches, int32_t column, int32_t other, double factor, double excess,
+                     bool& done) {
   const Store& s = r.store;
-  const double open = factor * excess > 0.0 ? s.upper[column] : s.lower[column];
-  done = infinite(open);
-  if (!done) return QZ_STATUS_OK;
+  const bool above = factor * excess > 0.0;
+  const bool open = infinite(above ? s.upper[column] : s.lower[column]);
   if (infinite(excess > 0.0 ? s.lower[other] : s.upper[other])) {
-    r.settle(QZ_PRESOL_DUAL_INFEASIBLE);
+    if (open) r.settle(QZ_PRESOL_DUAL_INFEASIBLE);
     return QZ_STATUS_OK;
   }
+  done = above ? reaches.upperCanGo(column) : reaches.lowerCanGo(column);
+  if (!done) return QZ_STATUS_OK;
+  if (!open && above) reaches.openUpper(column);
+  if (!open && !above) reaches.openLower(column);
+  reaches.takeOut(other);
   r.applied(ReductionKind::kDominatedTwin);
   return excess > 0.0 ? fixAtLower(r, other) : fixAtUpper(r, other);
 }
 
 // Which column the next ones are compared with, in `head`.
-int32_t meet(Reducer& r, int32_t j, int32_t k, double factor, int32_t& head) {
+int32_t meet(Reducer& r, RowReaches& reaches, int32_t j, int32_t k, double factor, int32_t& head) {
   const Store& s = r.store;
   head = k;
   if (std::fabs(factor) > kMostFactor || std::fabs(factor) < 1.0 / kMostFactor) {
@@ -93,14 +104,14 @@ int32_t meet(Reducer& r, int32_t j, int32_t k, double factor, int32_t& head) {
     return QZ_STATUS_OK;
   }
   const double excess = s.cost[k] - factor * s.cost[j];
-  if (std::fabs(excess) <= kSameCost * std::fabs(s.cost[k])) return join(r, j, k, factor, head);
+  if (std::fabs(excess) <= kSameCost * std::fabs(s.cost[k])) return join(r, reaches, j, k, factor, head);
   bool done = false;
-  const int32_t status = fixDominated(r, j, k, factor, excess, done);
+  const int32_t status = fixDominated(r, reaches, j, k, factor, excess, done);
   if (status != QZ_STATUS_OK || done) {
     head = j;
     return status;
   }
-  return fixDominated(r, k, j, 1.0 / factor, -excess / factor, done);
+  return fixDominated(r, reaches, k, j, 1.0 / factor, -excess / factor, done);
 }
 
 }  // namespace
@@ -108,14 +119,16 @@ int32_t meet(Reducer& r, int32_t j, int32_t k, double factor, int32_t& head) {
 int32_t passParallelColumns(Reducer& r) {
   Store& s = r.store;
   ParallelLines lines;
+  RowReaches reaches(s);
   int32_t status = lines.create(s.pool, s.numCol, s.numRow);
+  if (status == QZ_STATUS_OK) status = reaches.create();
   if (status != QZ_STATUS_OK) return status;
   const auto each = [&](int32_t j, auto visit) { s.eachInColumn(j, visit); };
   for (int32_t j = 0; j < s.numCol; ++j)
     if (s.columnAlive[j] != 0 && s.columnCount[j] > 0) lines.add(j, each);
   lines.compare(each, [&](int32_t j, int32_t k, double factor) {
     int32_t head = -1;
-    status = meet(r, j, k, factor, head);
+    status = meet(r, reaches, j, k, factor, head);
     return status == QZ_STATUS_OK && r.outcome == 0 ? head : -1;
   });
   return status;

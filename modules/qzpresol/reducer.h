@@ -29,6 +29,7 @@ enum class ReductionKind : int32_t {
   kWeaklyDominatedColumn,
   kSparsification,
   kDependentEquation,
+  kTightRow,
   kCount
 };
 

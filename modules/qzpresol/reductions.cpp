@@ -56,6 +56,7 @@ constexpr const wchar_t* kNames[] = {
     L"weakly dominated columns",
     L"rows made sparser",
     L"dependent equations",
+    L"rows made equations",
 };
 static_assert(std::size(kNames) == kNumReduction);
 
@@ -63,7 +64,7 @@ static_assert(std::size(kNames) == kNumReduction);
 constexpr Undo kUndo[] = {
     undoRedundantRow, undoFixedColumn,  undoSingletonRow,      undoForcingRow,
     undoOpenColumn,   undoSlackColumn,  undoDoubletonEquation, undoFreeSubstitution,
-    undoParallelRow,  undoMergedColumn, undoSparsification,
+    undoParallelRow,  undoMergedColumn, undoSparsification,    undoTightRow,
 };
 static_assert(std::size(kUndo) == static_cast<size_t>(UndoKind::kCount));
 

@@ -47,6 +47,7 @@ enum class UndoKind : int32_t {
   kParallelRow,
   kMergedColumn,
   kSparsification,
+  kTightRow,
   kCount
 };
 
