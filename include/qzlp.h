@@ -348,6 +348,18 @@ QZLP_API const double* qzlp_dual(const qzlp* lp);        /* numRow entries */
 QZLP_API const double* qzlp_reducedCost(const qzlp* lp); /* numCol entries */
 QZLP_API const double* qzlp_rowActivity(const qzlp* lp); /* numRow entries */
 
+/* Proofs of a solve that ended without an optimum, where presolve found one: owned by the handle like the arrays above,
+ * checked against the loaded model before they are handed out, and null where there is none. Most proofs of the
+ * iterations are not kept.
+ *
+ * An infeasibility proof is a weight y of each row (Farkas): y_i > 0 stands for the lower side of row i and y_i < 0 for
+ * the upper one, and what the weighted sides ask of (A'y)'x is more than any x within the bounds of the columns has.
+ *
+ * An unbounded ray is a direction r in which every column and every row may go on without end while the objective gets
+ * better, so that the model is unbounded if it has a point. */
+QZLP_API const double* qzlp_infeasibilityProof(const qzlp* lp); /* numRow entries */
+QZLP_API const double* qzlp_unboundedRay(const qzlp* lp);       /* numCol entries */
+
 /* Where a column or a row stands in a basis. */
 enum {
   QZLP_BASIS_BASIC = 1, /* as many columns and rows as there are rows */

@@ -69,7 +69,7 @@ int32_t fix(Reducer& r, int32_t j, bool down) {
   const Store& s = r.store;
   if (infinite(down ? s.lower[j] : s.upper[j])) {
     if (s.cost[j] != 0.0) {
-      r.settle(QZ_PRESOL_DUAL_INFEASIBLE);
+      r.settle(QZ_PRESOL_DUAL_INFEASIBLE, {{j, down ? -1.0 : 1.0}});
       return QZ_STATUS_OK;
     }
     r.applied(ReductionKind::kDualFixing);

@@ -52,6 +52,13 @@ void undoRedundantRow(UndoReader record, Answer& answer) {
   if (answer.rowBasis != nullptr) answer.rowBasis[i] = QZ_BASIS_BASIC;
 }
 
+void settleByRow(Reducer& r, int32_t i) {
+  const Store& s = r.store;
+  const RowActivity reach = s.activity(i);
+  const bool tooLow = reach.high.infinite == 0 && reach.high.finite < s.rowLower[i];
+  r.settle(QZ_PRESOL_PRIMAL_INFEASIBLE, {{i, tooLow ? 1.0 : -1.0}});
+}
+
 bool narrowBounds(Reducer& r, int32_t j, double newLower, double newUpper) {
   if (newLower > newUpper) {
     if (newLower - newUpper > r.feasibility(std::fmin(std::fabs(newLower), std::fabs(newUpper)))) {

@@ -83,7 +83,8 @@ int32_t fixDominated(Reducer& r, RowReaches& reaches, int32_t column, int32_t ot
   const bool above = factor * excess > 0.0;
   const bool open = infinite(above ? s.upper[column] : s.lower[column]);
   if (infinite(excess > 0.0 ? s.lower[other] : s.upper[other])) {
-    if (open) r.settle(QZ_PRESOL_DUAL_INFEASIBLE);
+    const double direction = excess > 0.0 ? -1.0 : 1.0;
+    if (open) r.settle(QZ_PRESOL_DUAL_INFEASIBLE, {{other, direction}, {column, -factor * direction}});
     return QZ_STATUS_OK;
   }
   done = above ? reaches.upperCanGo(column) : reaches.lowerCanGo(column);

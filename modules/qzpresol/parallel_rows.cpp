@@ -20,17 +20,18 @@ double quotient(double side, double factor) {
 struct Merged {
   double low, high;
   int32_t from = 0;
+  int32_t contradicts = 0;  // 1: the other row lies above this one, -1: below, 0: they meet
 };
 
-// False when no activity meets both rows.
-bool merge(const Reducer& r, int32_t own, int32_t other, double factor, Merged& m) {
+void merge(const Reducer& r, int32_t own, int32_t other, double factor, Merged& m) {
   const Store& s = r.store;
   m.low = quotient(factor > 0.0 ? s.rowLower[other] : s.rowUpper[other], factor);
   m.high = quotient(factor > 0.0 ? s.rowUpper[other] : s.rowLower[other], factor);
   m.from = kLowerFromOther | kUpperFromOther;
   const bool ownEquation = s.isEquation(own);
   const double tolerance = r.feasibility(std::fmax(s.rowSize[own], s.rowSize[other] / std::fabs(factor)));
-  if (m.low > s.rowUpper[own] + tolerance || m.high < s.rowLower[own] - tolerance) return false;
+  m.contradicts = m.low > s.rowUpper[own] + tolerance ? 1 : m.high < s.rowLower[own] - tolerance ? -1 : 0;
+  if (m.contradicts != 0) return;
   if (s.isEquation(other)) m.from |= kOtherEquation;
   const bool otherDecides = s.isEquation(other) && !ownEquation;
   if (ownEquation || (!otherDecides && s.rowLower[own] >= m.low)) {
@@ -44,13 +45,14 @@ bool merge(const Reducer& r, int32_t own, int32_t other, double factor, Merged& 
   if (m.low > m.high) m.low = m.high = 0.5 * (m.low + m.high);
   if (m.high - m.low <= kFixedWidth) m.low = m.high;
   if (m.low == m.high) m.from |= kOneValue;
-  return true;
 }
 
 int32_t absorb(Reducer& r, int32_t own, int32_t other, double factor) {
   Merged merged{};
-  if (!merge(r, own, other, factor, merged)) {
-    r.settle(QZ_PRESOL_PRIMAL_INFEASIBLE);
+  merge(r, own, other, factor, merged);
+  if (merged.contradicts != 0) {
+    const double sign = merged.contradicts;
+    r.settle(QZ_PRESOL_PRIMAL_INFEASIBLE, {{own, -sign}, {other, sign / factor}});
     return QZ_STATUS_OK;
   }
   const int32_t status = r.undo.open(UndoKind::kParallelRow, 3, 1);

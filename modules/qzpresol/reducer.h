@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 
 #include "qzipsolve/host.h"
 #include "store.h"
@@ -52,6 +53,12 @@ struct ReducerSettings {
   uint64_t enabled = ~uint64_t{0};
 };
 
+// A row or column of a proof and its value there.
+struct ProofEntry {
+  int32_t line;
+  double value;
+};
+
 struct Reducer {
   Reducer(QzPool* pool, const ReducerSettings& itsSettings) : store(pool), undo(pool), settings(itsSettings) {}
 
@@ -62,6 +69,13 @@ struct Reducer {
   void settle(int32_t code) {
     if (outcome == 0) outcome = code;
   }
+  // The same with the start of a proof, in the model as it stands: rows with duals that no point can meet, or columns
+  // with a direction along which the objective falls without end.
+  void settle(int32_t code, std::initializer_list<ProofEntry> entries) {
+    if (outcome != 0) return;
+    settle(code);
+    for (const ProofEntry& entry : entries) proof[numProof++] = entry;
+  }
   // How much a side or bound of this size may be violated.
   [[nodiscard]] double feasibility(double size) const { return settings.tolPrimal * (1.0 + std::fabs(size)); }
 
@@ -71,6 +85,8 @@ struct Reducer {
   int32_t outcome = 0;  // 0: go on; else a QZ_PRESOL_ code
   int32_t numApplied[kNumReduction] = {};
   int32_t numSkipped[kNumReduction] = {};
+  ProofEntry proof[2] = {};
+  int32_t numProof = 0;
 };
 
 // Reduces the loaded model; breaks and limits end it early, with what is done so far. 0 or -1086; the outcome stands in

@@ -29,9 +29,10 @@ double primalOf(const Reduction& r, int32_t j) {
   return r.reduced.solPrimal[reduced];
 }
 
-// Duals are of the objective as the caller wrote it; a removed row does not bind and has dual 0.
+// Duals are of the objective as the caller wrote it, but those of a proof, which knows no objective; a removed row does
+// not bind and has dual 0.
 double dualOf(const Reduction& r, int32_t i) {
-  if (r.store != nullptr) return r.caller->objSense * r.store->y[i];
+  if (r.store != nullptr) return (r.store->hasProof ? 1 : r.caller->objSense) * r.store->y[i];
   const int32_t reduced = r.outcome == 0 ? r.rowMap[i] : -1;
   return reduced < 0 ? 0.0 : r.caller->objSense * r.reduced.solDual[reduced];
 }

@@ -72,7 +72,7 @@ int32_t examineActivity(Reducer& r, int32_t i) {
   const Store& s = r.store;
   const RowActivity reach = s.activity(i);
   if (infeasible(r, i, reach)) {
-    r.settle(QZ_PRESOL_PRIMAL_INFEASIBLE);
+    settleByRow(r, i);
     return QZ_STATUS_OK;
   }
   if (forces(r, i, reach.low, s.rowUpper[i] - reach.low.finite)) return force(r, i, true);

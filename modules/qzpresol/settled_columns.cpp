@@ -25,7 +25,7 @@ int32_t examineEmptyColumn(Reducer& r, int32_t j) {
   if (s.columnCount[j] > 0) return QZ_STATUS_OK;
   const double cost = s.cost[j];
   if ((cost > 0.0 && infinite(s.lower[j])) || (cost < 0.0 && infinite(s.upper[j]))) {
-    r.settle(QZ_PRESOL_DUAL_INFEASIBLE);
+    r.settle(QZ_PRESOL_DUAL_INFEASIBLE, {{j, cost > 0.0 ? -1.0 : 1.0}});
     return QZ_STATUS_OK;
   }
   r.applied(ReductionKind::kEmptyColumn);

@@ -27,7 +27,7 @@ int32_t examineEmptyRow(Reducer& r, int32_t i) {
   if (s.rowCount[i] > 0) return QZ_STATUS_OK;
   const double tolerance = r.feasibility(s.rowSize[i]);
   if (s.rowLower[i] > tolerance || s.rowUpper[i] < -tolerance) {
-    r.settle(QZ_PRESOL_PRIMAL_INFEASIBLE);
+    settleByRow(r, i);
     return QZ_STATUS_OK;
   }
   r.applied(ReductionKind::kEmptyRow);
@@ -53,7 +53,7 @@ int32_t examineSingletonRow(Reducer& r, int32_t i) {
   if ((from & kUpperFromRow) == 0) high = s.upper[j];
   // An equation may leave the column's own bounds by the tolerance, but no more.
   if (low > s.upper[j] + r.feasibility(s.upper[j]) || high < s.lower[j] - r.feasibility(s.lower[j])) {
-    r.settle(QZ_PRESOL_PRIMAL_INFEASIBLE);
+    settleByRow(r, i);
     return QZ_STATUS_OK;
   }
   if (!narrowBounds(r, j, low, high)) return QZ_STATUS_OK;

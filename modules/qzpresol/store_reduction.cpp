@@ -129,6 +129,27 @@ void settlePlaces(Reduction& r) {
 
 }  // namespace
 
+namespace {
+
+// A contradiction of rows, or a direction without end, as the answer that the undo stack is to bring back: y with
+// z = -A'y, or x with z = c.
+void startProof(Reduction& r, const Reducer& reducer) {
+  StoreReduction& to = *r.store;
+  const Store& s = reducer.store;
+  to.hasProof = reducer.numProof > 0;
+  for (int32_t k = 0; k < reducer.numProof; ++k) {
+    const auto [line, value] = reducer.proof[k];
+    if (r.outcome == QZ_PRESOL_DUAL_INFEASIBLE) {
+      to.x[line] = value;
+      continue;
+    }
+    to.y[line] = value;
+    s.eachInRow(line, [&](int32_t j, double a) { to.z[j] -= value * a; });
+  }
+}
+
+}  // namespace
+
 int32_t reduceByStore(Reduction& r) {
   int32_t status = makeStoreReduction(r);
   if (status != QZ_STATUS_OK) return status;
@@ -138,9 +159,12 @@ int32_t reduceByStore(Reduction& r) {
   if (status != QZ_STATUS_OK) return status;
   reportReductions(reducer, r.owner->slots.log, *r.caller);
   r.outcome = reducer.outcome;
-  if (r.outcome != 0) return QZ_STATUS_OK;
-  r.objOffset = reducer.store.offset.value();
-  status = writeReduced(r, reducer.store);
+  if (r.outcome == 0) {
+    r.objOffset = reducer.store.offset.value();
+    status = writeReduced(r, reducer.store);
+  } else {
+    startProof(r, reducer);
+  }
   r.store->undo = std::move(reducer.undo);
   r.store->lower = std::move(reducer.store.lower);
   r.store->upper = std::move(reducer.store.upper);
@@ -149,16 +173,18 @@ int32_t reduceByStore(Reduction& r) {
 
 void restoreByStore(Reduction& r) {
   StoreReduction& s = *r.store;
-  if (r.outcome != 0 && r.outcome != QZ_PRESOL_OPTIMAL) return;
-  s.hasBasis = true;
+  const bool infeasible = r.outcome == QZ_PRESOL_PRIMAL_INFEASIBLE;
+  const bool unbounded = r.outcome == QZ_PRESOL_DUAL_INFEASIBLE;
+  if (r.outcome != 0 && r.outcome != QZ_PRESOL_OPTIMAL && !(s.hasProof && (infeasible || unbounded))) return;
+  s.hasBasis = !s.hasProof;
   if (r.outcome == 0) spreadReduced(r);
   Answer answer{s.x.get(),
                 s.y.get(),
                 s.z.get(),
                 s.hasBasis ? s.columnBasis.get() : nullptr,
                 s.hasBasis ? s.rowBasis.get() : nullptr,
-                1.0,
-                1.0};
+                infeasible ? 0.0 : 1.0,
+                unbounded ? 0.0 : 1.0};
   undoReductions(s.undo, answer);
   if (s.hasBasis) settlePlaces(r);
 }

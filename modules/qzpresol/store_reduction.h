@@ -20,6 +20,7 @@ struct StoreReduction {
   qz::PoolArray<uint8_t> columnBasis;  // QZ_BASIS_..., when hasBasis
   qz::PoolArray<uint8_t> rowBasis;
   bool hasBasis = false;
+  bool hasProof = false;  // x or y is what a proof of an infeasible or unbounded model begins with
 };
 
 // Fills `reduction`, whose rowLower, rowUpper, rowMap and caller are set, as reduceRecord promises. 0 or -1086.

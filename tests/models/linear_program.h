@@ -58,7 +58,8 @@ struct Answer {
   std::vector<double> primal, reducedCost, activity, dual;
   std::vector<uint8_t> columnBasis, rowBasis;  // empty without a basis
   int simplexIterations = 0;
-  std::string log;  // all lines
+  std::vector<double> proof, ray;  // of an infeasible or unbounded program; empty without one
+  std::string log;                 // all lines
 };
 
 }  // namespace models

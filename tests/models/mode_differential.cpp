@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <sstream>
 
+#include "models/certificate.h"
 #include "models/oracle.h"
 #include "models/presolve_differential.h"
 #include "models/reduction_programs.h"
@@ -32,12 +33,18 @@ struct Tally {
   int kinds[3] = {0, 0, 0};
   ReductionCounts applied;  // by the strongest mode
   int numUnproved = 0;
+  int numProof = 0;
   std::ostringstream unproved;
 };
 
 bool isUnproved(const Verdict& verdict, const Answer& answer) {
   return verdict.kind != Kind::kOptimal && !isTrueStatus(verdict, answer.status) &&
          (answer.status == 14 || answer.status == 10);
+}
+
+bool proofHolds(const LinearProgram& program, const Answer& answer) {
+  return (answer.proof.empty() || provesInfeasible(program, answer.proof)) &&
+         (answer.ray.empty() || provesUnbounded(program, answer.ray));
 }
 
 void solveInAllModes(Trigger trigger, uint64_t seed, Tally& tally) {
@@ -47,7 +54,11 @@ void solveInAllModes(Trigger trigger, uint64_t seed, Tally& tally) {
   for (const int mode : kModes) {
     const std::vector<Choice> choices = {{"presolve", 1.0 * mode}, {"threads", 1}};
     const Answer answer = solve(program, choices);
-    if (mode == kStrongest) add(tally.applied, readCounts(answer.log));
+    if (mode == kStrongest) {
+      add(tally.applied, readCounts(answer.log));
+      tally.numProof += !answer.proof.empty() || !answer.ray.empty() ? 1 : 0;
+      EXPECT_TRUE(proofHolds(program, answer)) << nameOf(trigger) << ", seed " << seed;
+    }
     if (isUnproved(verdict, answer)) {
       ++tally.numUnproved;
       tally.unproved << ' ' << seed << " in mode " << mode << ',';
@@ -82,9 +93,9 @@ ReductionCounts compareModes(uint64_t first, uint64_t last, int spared) {
     const auto trigger = static_cast<Trigger>(t);
     Tally tally;
     for (uint64_t seed = first; seed <= last; ++seed) solveInAllModes(trigger, seed, tally);
-    std::printf("%s: %d optimal, %d infeasible, %d unbounded; applied:%s without a proof:%s\n", nameOf(trigger),
-                tally.kinds[0], tally.kinds[1], tally.kinds[2], print(tally.applied).c_str(),
-                tally.unproved.str().c_str());
+    std::printf("%s: %d optimal, %d infeasible, %d unbounded, %d proved by presolve; applied:%s without a proof:%s\n",
+                nameOf(trigger), tally.kinds[0], tally.kinds[1], tally.kinds[2], tally.numProof,
+                print(tally.applied).c_str(), tally.unproved.str().c_str());
     spared -= tally.numUnproved;
     add(sums, tally.applied);
   }

@@ -88,6 +88,8 @@ Answer solveIn(qzlp* lp, const LinearProgram& program) {
   copyArray(answer.reducedCost, qzlp_reducedCost(lp), program.numCol());
   copyArray(answer.activity, qzlp_rowActivity(lp), program.numRow());
   copyArray(answer.dual, qzlp_dual(lp), program.numRow());
+  copyArray(answer.proof, qzlp_infeasibilityProof(lp), program.numRow());
+  copyArray(answer.ray, qzlp_unboundedRay(lp), program.numCol());
   copyArray(answer.columnBasis, qzlp_columnBasis(lp), program.numCol());
   copyArray(answer.rowBasis, qzlp_rowBasis(lp), program.numRow());
   answer.simplexIterations = qzlp_simplexIterations(lp);
