@@ -71,7 +71,7 @@ TEST(LongLife, TenThousandModelsInTurn) {
   solveInTurn(10000);
 }
 
-TEST(LongLife, AnUsedHandleGivesTheBitsOfAFreshOne) {
+TEST(LongLife, AUsedHandleGivesTheBitsOfAFreshOne) {
   const Handle used = newHandle();
   for (uint64_t k = 1; k <= 200; ++k) {
     const CampaignCase one = caseOf(k);
