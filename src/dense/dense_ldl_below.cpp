@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "dense/blas.h"
+#include "dense/clones.h"
 #include "dense/dense_ldl.h"
 #include "dense/dense_ldl_pivot.h"
 
@@ -15,7 +16,7 @@ namespace {
 
 constexpr int32_t kPanel = 48;      // pivots of one blocked substitution
 constexpr int32_t kFewRows = 4;     // rows below this number go through the plain substitution
-constexpr int32_t kDiagonals = 64;  // pivots whose inverses are kept at a time
+constexpr int32_t kDiagonals = 64;  // diagonal entries that are kept at a time
 
 // Row that pivot column k (the first of its pivot) is interchanged with, and the column that takes part.
 struct Interchange {
@@ -70,6 +71,21 @@ void copyPanel(int32_t n, const double* a, int64_t lda, const int32_t* pivots, i
   }
 }
 
+// The interchanges of the pivots [begin, end) in all rows. Most pivots stay where they are.
+void interchangePanel(int32_t rows, const int32_t* pivots, int32_t begin, int32_t end, double* b, int64_t ldb) {
+  Interchange swaps[kPanel];
+  int32_t count = 0;
+  for (int32_t k = begin; k < end; k += widthAt(pivots, k)) {
+    const Interchange swap = interchangeAt(pivots, k);
+    if (swap.from != swap.to) swaps[count++] = swap;
+  }
+  if (count == 0) return;
+  for (int32_t r = 0; r < rows; ++r) {
+    double* row = b + r * ldb;
+    for (int32_t i = 0; i < count; ++i) std::swap(row[swaps[i].from], row[swaps[i].to]);
+  }
+}
+
 // L^-1 applied to all rows, a panel of columns at a time. `room` holds the panel, rows * n entries.
 void substituteBlocked(int32_t rows, int32_t n, const double* a, int64_t lda, const int32_t* pivots, double* b,
                        int32_t ldb, double* room) {
@@ -78,13 +94,7 @@ void substituteBlocked(int32_t rows, int32_t n, const double* a, int64_t lda, co
     int32_t end = begin;
     while (end < n && end + widthAt(pivots, end) - begin <= widest) end += widthAt(pivots, end);
     copyPanel(n, a, lda, pivots, begin, end, room);
-    for (int32_t r = 0; r < rows; ++r) {
-      double* row = b + static_cast<int64_t>(r) * ldb;
-      for (int32_t k = begin; k < end; k += widthAt(pivots, k)) {
-        const Interchange swap = interchangeAt(pivots, k);
-        std::swap(row[swap.from], row[swap.to]);
-      }
-    }
+    interchangePanel(rows, pivots, begin, end, b, ldb);
     const int32_t ld = n - begin;
     const int32_t width = end - begin;
     blas::dtrsm("L", "L", "N", "U", width, rows, 1.0, room, ld, b + begin, ldb);
@@ -95,36 +105,50 @@ void substituteBlocked(int32_t rows, int32_t n, const double* a, int64_t lda, co
   }
 }
 
+// The two columns of b := b D^-1 that belong to one 2-by-2 pivot.
+void dividePair(int32_t rows, const double* diagonal, int64_t lda, double* b, int64_t ldb) {
+  const InversePair d = invertPair(diagonal[0], diagonal[lda], diagonal[lda + 1]);
+  for (int32_t r = 0; r < rows; ++r) {
+    double* row = b + r * ldb;
+    const double first = (d.v * row[0] - row[1]) * d.s;
+    row[1] = (d.u * row[1] - row[0]) * d.s;
+    row[0] = first;
+  }
+}
+
+// The diagonal entries of the 1-by-1 pivots from `begin` on, kDiagonals at most, into `diagonal`; their number.
+int32_t collectSingles(int32_t n, const double* a, int64_t lda, const int32_t* pivots, int32_t begin,
+                       double* diagonal) {
+  int32_t count = 0;
+  for (; count < kDiagonals && begin + count < n && pivots[begin + count] >= 0; ++count) {
+    diagonal[count] = a[(begin + count) * (lda + 1)];
+  }
+  return count;
+}
+
+// to := from scaled column by column; the two may be the same.
+QZ_CLONES void scaleColumns(int32_t rows, int32_t count, const double* scale, const double* from, int64_t ldFrom,
+                            double* to, int64_t ldTo) {
+  for (int32_t r = 0; r < rows; ++r) {
+    const double* source = from + r * ldFrom;
+    double* target = to + r * ldTo;
+#pragma GCC ivdep
+    for (int32_t k = 0; k < count; ++k) target[k] = source[k] * scale[k];
+  }
+}
+
 void divideByD(int32_t rows, int32_t n, const double* a, int64_t lda, const int32_t* pivots, double* b, int64_t ldb) {
-  InversePair inverse[kDiagonals];
+  double inverse[kDiagonals];
   for (int32_t begin = 0; begin < n;) {
-    int32_t end = begin;
-    while (end < n && end + widthAt(pivots, end) - begin <= kDiagonals) {
-      const double* diagonal = a + end * lda + end;
-      if (pivots[end] >= 0) {
-        inverse[end - begin] = {0.0, 0.0, 1.0 / diagonal[0]};
-        end += 1;
-      } else {
-        inverse[end - begin] = invertPair(diagonal[0], diagonal[lda], diagonal[lda + 1]);
-        end += 2;
-      }
+    const int32_t count = collectSingles(n, a, lda, pivots, begin, inverse);
+    if (count == 0) {
+      dividePair(rows, a + begin * (lda + 1), lda, b + begin, ldb);
+      begin += 2;
+      continue;
     }
-    for (int32_t r = 0; r < rows; ++r) {
-      double* row = b + r * ldb;
-      for (int32_t k = begin; k < end;) {
-        const InversePair& d = inverse[k - begin];
-        if (pivots[k] >= 0) {
-          row[k] *= d.s;
-          k += 1;
-        } else {
-          const double first = (d.v * row[k] - row[k + 1]) * d.s;
-          row[k + 1] = (d.u * row[k + 1] - row[k]) * d.s;
-          row[k] = first;
-          k += 2;
-        }
-      }
-    }
-    begin = end;
+    for (int32_t k = 0; k < count; ++k) inverse[k] = 1.0 / inverse[k];
+    scaleColumns(rows, count, inverse, b + begin, ldb, b + begin, ldb);
+    begin += count;
   }
 }
 
@@ -160,21 +184,13 @@ void MultiplyLD(int32_t rows, int32_t n, const double* a, int32_t lda, const int
                 int32_t ldb, double* product, int32_t ldProduct) {
   double diagonal[kDiagonals];
   for (int32_t begin = 0; begin < n;) {
-    const double* at = a + static_cast<int64_t>(begin) * lda + begin;
-    int32_t count = 0;
-    for (; count < kDiagonals && begin + count < n && pivots[begin + count] >= 0; ++count) {
-      diagonal[count] = at[count * (static_cast<int64_t>(lda) + 1)];
-    }
+    const int32_t count = collectSingles(n, a, lda, pivots, begin, diagonal);
     if (count == 0) {
-      multiplyPair(rows, at, lda, b + begin, ldb, product + begin, ldProduct);
+      multiplyPair(rows, a + begin * (static_cast<int64_t>(lda) + 1), lda, b + begin, ldb, product + begin, ldProduct);
       begin += 2;
       continue;
     }
-    for (int32_t r = 0; r < rows; ++r) {
-      const double* __restrict__ from = b + static_cast<int64_t>(r) * ldb + begin;
-      double* __restrict__ to = product + static_cast<int64_t>(r) * ldProduct + begin;
-      for (int32_t k = 0; k < count; ++k) to[k] = from[k] * diagonal[k];
-    }
+    scaleColumns(rows, count, diagonal, b + begin, ldb, product + begin, ldProduct);
     begin += count;
   }
 }

@@ -40,39 +40,24 @@ void packColumns(const Operand& x, int32_t rows, int32_t columns, double* pack) 
   }
 }
 
-// Four rows of op(X) at a time, so that every store fills half a cache line of the pack.
-void packRows(const Operand& x, int32_t rows, int32_t columns, double* pack) {
-  int32_t i = 0;
-  for (; i + 4 <= rows; i += 4) {
-    const double* __restrict row0 = x.at + i * x.rowStride;
-    const double* __restrict row1 = row0 + x.rowStride;
-    const double* __restrict row2 = row1 + x.rowStride;
-    const double* __restrict row3 = row2 + x.rowStride;
-    double* __restrict to = pack + i;
-    for (int32_t p = 0; p < columns; ++p, to += PACK_DIM) {
-      to[0] = row0[p];
-      to[1] = row1[p];
-      to[2] = row2[p];
-      to[3] = row3[p];
-    }
-  }
-  for (; i < rows; ++i) {
-    const double* __restrict row = x.at + i * x.rowStride;
-    for (int32_t p = 0; p < columns; ++p) pack[i + static_cast<int64_t>(p) * PACK_DIM] = row[p];
-  }
-}
-
 Operand packedLeft(const Operand& a, int32_t mc, int32_t nc, int32_t kc, double* pack) {
   if (a.rowStride == 1 && (nc < PACK_A_COLUMNS || a.columnStride < PACK_A_STRIDE)) return a;
   packBlock(a, mc, kc, pack);
   return asStored(pack, PACK_DIM);
 }
 
+// The inner dimension in equal chunks of at most PACK_DIM: a short last chunk would read and write C for little work.
+int32_t depthOfChunks(int32_t k) {
+  const int32_t chunks = (k - 1) / PACK_DIM + 1;
+  return (k - 1) / chunks + 1;
+}
+
 // All of C without packing B: each block of A is packed once for many columns.
 void fullProduct(Update update, int32_t m, int32_t n, int32_t k, const Operand& a, const Operand& b, double* c,
                  int64_t ldc, double* packA) {
-  for (int32_t p0 = 0; p0 < k; p0 += PACK_DIM) {
-    const int32_t kc = std::min(PACK_DIM, k - p0);
+  const int32_t depth = depthOfChunks(k);
+  for (int32_t p0 = 0; p0 < k; p0 += depth) {
+    const int32_t kc = std::min(depth, k - p0);
     const Update now = update == Update::SET && p0 > 0 ? Update::PLUS : update;
     for (int32_t j0 = 0; j0 < n; j0 += WIDE_COLUMNS) {
       const int32_t nc = std::min(WIDE_COLUMNS, n - j0);
@@ -98,7 +83,7 @@ void packBlock(const Operand& x, int32_t rows, int32_t columns, double* pack) {
   if (x.rowStride == 1) {
     packColumns(x, rows, columns, pack);
   } else {
-    packRows(x, rows, columns, pack);
+    transposeCopy(rows, columns, x.at, x.rowStride, pack, PACK_DIM);
   }
 }
 
@@ -113,8 +98,9 @@ void packedProduct(Region region, Update update, int32_t m, int32_t n, int32_t k
     fullProduct(update, m, n, k, a, b, c, ldc, packA);
     return;
   }
-  for (int32_t p0 = 0; p0 < k; p0 += PACK_DIM) {
-    const int32_t kc = std::min(PACK_DIM, k - p0);
+  const int32_t depth = depthOfChunks(k);
+  for (int32_t p0 = 0; p0 < k; p0 += depth) {
+    const int32_t kc = std::min(depth, k - p0);
     const Update now = update == Update::SET && p0 > 0 ? Update::PLUS : update;
     for (int32_t j0 = 0; j0 < n; j0 += PACK_DIM) {
       const int32_t nc = std::min(PACK_DIM, n - j0);

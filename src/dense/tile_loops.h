@@ -4,6 +4,7 @@
 //   ROWS, COLUMNS          vectors down and columns across in a full tile, so that all sums stay in registers
 //   zero, spread, load, store, multiplyAdd(sum, x, y)
 //   loadLanes, storeLanes  the same on lanes [from, to) only, 0 <= from, to <= WIDTH; other lanes are zero or untouched
+//   transpose(Vec x[WIDTH])  the WIDTH-by-WIDTH matrix with these rows
 // No include guard: the text is meant to be compiled several times with different instruction sets.
 
 // Lanes [from, to) of vector v when rows [from, to) of a tile are wanted.
@@ -147,5 +148,25 @@ void walkTiles(Region region, Update update, int32_t m, int32_t n, int32_t k, co
                        j0 - from};
       tileOfRows<Lanes::ROWS>(vectors, columns, partial, t);
     }
+  }
+}
+
+// Squares of WIDTH in registers, what is left over entry by entry.
+void transposeBlocks(int32_t rows, int32_t columns, const double* from, int64_t ldFrom, double* to, int64_t ldTo) {
+  constexpr int32_t WIDTH = Lanes::WIDTH;
+  const int32_t fullRows = rows / WIDTH * WIDTH;
+  const int32_t fullColumns = columns / WIDTH * WIDTH;
+  for (int32_t i = 0; i < fullRows; i += WIDTH) {
+    for (int32_t p = 0; p < fullColumns; p += WIDTH) {
+      Lanes::Vec square[WIDTH];
+#pragma GCC unroll 8
+      for (int32_t r = 0; r < WIDTH; ++r) square[r] = Lanes::load(from + (i + r) * ldFrom + p);
+      Lanes::transpose(square);
+#pragma GCC unroll 8
+      for (int32_t c = 0; c < WIDTH; ++c) Lanes::store(to + (p + c) * ldTo + i, square[c]);
+    }
+  }
+  for (int32_t i = 0; i < rows; ++i) {
+    for (int32_t p = i < fullRows ? fullColumns : 0; p < columns; ++p) to[i + p * ldTo] = from[i * ldFrom + p];
   }
 }

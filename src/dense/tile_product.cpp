@@ -26,6 +26,11 @@ struct Lanes {
   static void storeLanes(double* x, Vec v, int32_t from, int32_t to) {
     for (int32_t lane = from; lane < to; ++lane) x[lane] = v[lane];
   }
+  static void transpose(Vec* x) {
+    const Vec even = {x[0][0], x[1][0]};
+    x[1] = Vec{x[0][1], x[1][1]};
+    x[0] = even;
+  }
 };
 
 #include "dense/tile_loops.h"
@@ -35,6 +40,10 @@ struct Lanes {
 void tileProductPlain(Region region, Update update, int32_t m, int32_t n, int32_t k, const Operand& a, const Operand& b,
                       double* c, int64_t ldc) {
   walkTiles(region, update, m, n, k, a, b, c, ldc);
+}
+
+void transposeCopyPlain(int32_t rows, int32_t columns, const double* from, int64_t ldFrom, double* to, int64_t ldTo) {
+  transposeBlocks(rows, columns, from, ldFrom, to, ldTo);
 }
 
 TileForm tileFormOfProcessor() {
@@ -62,6 +71,21 @@ void tileProduct(Region region, Update update, int32_t m, int32_t n, int32_t k, 
   }
 #endif
   tileProductPlain(region, update, m, n, k, a, b, c, ldc);
+}
+
+void transposeCopy(int32_t rows, int32_t columns, const double* from, int64_t ldFrom, double* to, int64_t ldTo) {
+#if defined(__x86_64__)
+  const TileForm form = tileFormOfProcessor();
+  if (form == TileForm::AVX512) {
+    transposeCopyAvx512(rows, columns, from, ldFrom, to, ldTo);
+    return;
+  }
+  if (form == TileForm::AVX2) {
+    transposeCopyAvx2(rows, columns, from, ldFrom, to, ldTo);
+    return;
+  }
+#endif
+  transposeCopyPlain(rows, columns, from, ldFrom, to, ldTo);
 }
 
 }  // namespace qz

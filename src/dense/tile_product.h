@@ -33,6 +33,9 @@ enum class Update : int32_t { SET, PLUS, MINUS };    // C := P, C + P, C - P
 void tileProduct(Region region, Update update, int32_t m, int32_t n, int32_t k, const Operand& a, const Operand& b,
                  double* c, int64_t ldc);
 
+// to[i + p * ldTo] := from[i * ldFrom + p] for i below rows, p below columns.
+void transposeCopy(int32_t rows, int32_t columns, const double* from, int64_t ldFrom, double* to, int64_t ldTo);
+
 // The compiled forms, and the one that suits this processor. A form must only be called on a processor that has its
 // instructions.
 enum class TileForm : int32_t { PLAIN, AVX2, AVX512 };
@@ -40,10 +43,14 @@ TileForm tileFormOfProcessor();
 
 using TileProduct = void(Region region, Update update, int32_t m, int32_t n, int32_t k, const Operand& a,
                          const Operand& b, double* c, int64_t ldc);
+using TransposeCopy = void(int32_t rows, int32_t columns, const double* from, int64_t ldFrom, double* to, int64_t ldTo);
 TileProduct tileProductPlain;
+TransposeCopy transposeCopyPlain;
 #if defined(__x86_64__)
 TileProduct tileProductAvx2;
 TileProduct tileProductAvx512;
+TransposeCopy transposeCopyAvx2;
+TransposeCopy transposeCopyAvx512;
 #endif
 
 }  // namespace qz

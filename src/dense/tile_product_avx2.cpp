@@ -27,6 +27,16 @@ struct Lanes {
   }
   static Vec loadLanes(const double* x, int32_t from, int32_t to) { return _mm256_maskload_pd(x, mask(from, to)); }
   static void storeLanes(double* x, Vec v, int32_t from, int32_t to) { _mm256_maskstore_pd(x, mask(from, to), v); }
+  static void transpose(Vec* x) {
+    const Vec even0 = _mm256_unpacklo_pd(x[0], x[1]);
+    const Vec odd0 = _mm256_unpackhi_pd(x[0], x[1]);
+    const Vec even1 = _mm256_unpacklo_pd(x[2], x[3]);
+    const Vec odd1 = _mm256_unpackhi_pd(x[2], x[3]);
+    x[0] = _mm256_permute2f128_pd(even0, even1, 0x20);
+    x[1] = _mm256_permute2f128_pd(odd0, odd1, 0x20);
+    x[2] = _mm256_permute2f128_pd(even0, even1, 0x31);
+    x[3] = _mm256_permute2f128_pd(odd0, odd1, 0x31);
+  }
 };
 
 #include "dense/tile_loops.h"
@@ -36,6 +46,10 @@ struct Lanes {
 void tileProductAvx2(Region region, Update update, int32_t m, int32_t n, int32_t k, const Operand& a, const Operand& b,
                      double* c, int64_t ldc) {
   walkTiles(region, update, m, n, k, a, b, c, ldc);
+}
+
+void transposeCopyAvx2(int32_t rows, int32_t columns, const double* from, int64_t ldFrom, double* to, int64_t ldTo) {
+  transposeBlocks(rows, columns, from, ldFrom, to, ldTo);
 }
 
 }  // namespace qz

@@ -416,14 +416,15 @@ TEST(Dsymm, ReadsTheLowerTriangleOnly) {
 struct Form {
   const char* name;
   TileProduct* call;
+  TransposeCopy* transpose;
   bool available;
 };
 
 std::vector<Form> forms() {
-  std::vector<Form> list = {{"plain", tileProductPlain, true}};
+  std::vector<Form> list = {{"plain", tileProductPlain, transposeCopyPlain, true}};
 #if defined(__x86_64__)
-  list.push_back({"avx2", tileProductAvx2, tileFormOfProcessor() != TileForm::PLAIN});
-  list.push_back({"avx512", tileProductAvx512, tileFormOfProcessor() == TileForm::AVX512});
+  list.push_back({"avx2", tileProductAvx2, transposeCopyAvx2, tileFormOfProcessor() != TileForm::PLAIN});
+  list.push_back({"avx512", tileProductAvx512, transposeCopyAvx512, tileFormOfProcessor() == TileForm::AVX512});
 #endif
   return list;
 }
@@ -476,10 +477,33 @@ TEST(TileProduct, BitsDoNotDependOnAlignment) {
   }
 }
 
-TEST(PackBlock, BothOrdersAroundTheGroupsOfFour) {
+TEST(TransposeCopy, EveryFormMovesEveryEntryAndNothingElse) {
+  std::mt19937_64 generator(23);
+  for (const Form& form : forms()) {
+    if (!form.available) {
+      std::printf("form %s cannot run here\n", form.name);
+      continue;
+    }
+    for (int32_t rows = 0; rows <= 27; ++rows) {
+      for (int32_t columns = 0; columns <= 27; ++columns) {
+        const Matrix x = randomMatrix(columns, rows, 3, generator);  // its columns are the rows that are read
+        const int64_t ld = rows + 2;
+        Guarded to(ld * columns);
+        std::fill_n(to.data(), ld * columns, 7.5);
+        form.transpose(rows, columns, x.data(), x.ld, to.data(), ld);
+        for (int32_t p = 0; p < columns; ++p) {
+          for (int32_t i = 0; i < ld; ++i) ASSERT_EQ(to.data()[i + ld * p], i < rows ? x.at(p, i) : 7.5) << form.name;
+        }
+        ASSERT_TRUE(to.intact());
+      }
+    }
+  }
+}
+
+TEST(PackBlock, BothOrdersAroundTheSquaresOfTheTransposition) {
   std::mt19937_64 generator(22);
-  for (int32_t rows : {0, 1, 3, 4, 5, 11, 12, 13, 95, 96}) {
-    for (int32_t columns : {0, 1, 2, 96}) {
+  for (int32_t rows : {0, 1, 3, 4, 5, 7, 8, 9, 11, 12, 13, 95, 96}) {
+    for (int32_t columns : {0, 1, 2, 7, 8, 9, 96}) {
       const Matrix x = randomMatrix(rows, columns, 1, generator);
       const Matrix y = randomMatrix(columns, rows, 1, generator);
       Guarded pack(int64_t{PACK_DIM} * columns);
