@@ -106,6 +106,27 @@ struct TargetRun {
   return run;
 }
 
+// One column run of a source: places whose rows are columns of one grid column of `target`, or all of them if that is
+// narrow.
+struct ColumnRun {
+  int32_t target;
+  int32_t end;  // place in the source's list behind the run
+  int32_t gridCol;
+  int32_t place;  // of its first row in the target's list
+};
+
+// The column run of supernode s that starts at place `from` and ends before `limit`.
+[[nodiscard]] inline ColumnRun nextColumnRun(const SymbolicFactor* symbolic, int32_t s, int32_t from, int32_t limit) {
+  const int32_t* sourceRows = symbolic->lIndex + symbolic->lIndexBegin[s];
+  const int32_t target = symbolic->colToSn[sourceRows[from]];
+  const BlockGrid grid = blockGridOf(symbolic, target);
+  const int32_t behindTarget = symbolic->snStart[target + 1];
+  const auto behind =
+      static_cast<int32_t>(std::lower_bound(sourceRows + from, sourceRows + limit, behindTarget) - sourceRows);
+  const TargetRun run = nextRun(sourceRows, from, behind, symbolic->lIndex + symbolic->lIndexBegin[target], grid);
+  return {target, run.end, isNarrow(grid) ? 0 : run.gridRow, run.place};
+}
+
 // Calls visit(const BlockUpdate&) once for every block that the product of the rows `rows` and `cols` of supernode s
 // touches. Both are the below-diagonal rows of one grid row each, as rowsBelow gives them; rows must not lie above
 // cols.
@@ -113,28 +134,23 @@ template <class Visit>
 void walkBlockPair(const SymbolicFactor* symbolic, int32_t s, PlaceRange rows, PlaceRange cols, const Visit& visit) {
   const int32_t* sourceRows = symbolic->lIndex + symbolic->lIndexBegin[s];
   for (int32_t a = cols.from; a < cols.to;) {
+    const ColumnRun column = nextColumnRun(symbolic, s, a, cols.to);
     BlockUpdate update;
-    update.target = symbolic->colToSn[sourceRows[a]];
+    update.target = column.target;
+    update.gridCol = column.gridCol;
+    update.cols = {a, column.end};
+    update.colPlace = column.place;
     const BlockGrid grid = blockGridOf(symbolic, update.target);
     const int32_t* targetRows = symbolic->lIndex + symbolic->lIndexBegin[update.target];
-    const int32_t behindTarget = symbolic->snStart[update.target + 1];
-    const auto segmentEnd =
-        static_cast<int32_t>(std::lower_bound(sourceRows + a, sourceRows + cols.to, behindTarget) - sourceRows);
-    while (a < segmentEnd) {
-      const TargetRun column = nextRun(sourceRows, a, segmentEnd, targetRows, grid);
-      update.gridCol = isNarrow(grid) ? 0 : column.gridRow;
-      update.cols = {a, column.end};
-      update.colPlace = column.place;
-      for (int32_t b = std::max(rows.from, a); b < rows.to;) {
-        const TargetRun row = nextRun(sourceRows, b, rows.to, targetRows, grid);
-        update.rows = {b, row.end};
-        update.gridRow = row.gridRow;
-        update.rowPlace = row.place;
-        visit(static_cast<const BlockUpdate&>(update));
-        b = row.end;
-      }
-      a = column.end;
+    for (int32_t b = std::max(rows.from, a); b < rows.to;) {
+      const TargetRun row = nextRun(sourceRows, b, rows.to, targetRows, grid);
+      update.rows = {b, row.end};
+      update.gridRow = row.gridRow;
+      update.rowPlace = row.place;
+      visit(static_cast<const BlockUpdate&>(update));
+      b = row.end;
     }
+    a = column.end;
   }
 }
 

@@ -4,18 +4,38 @@
 
 namespace qz {
 
-ProductStrip stripFrom(const BlockUpdate& update, PlaceRange rows, PlaceRange cols, int64_t room) {
-  const int64_t numCols = update.cols.to - update.cols.from;
+ProductStrip stripFrom(const SymbolicFactor* symbolic, int32_t s, const BlockUpdate& update, PlaceRange rows,
+                       PlaceRange cols, int64_t room) {
+  ProductStrip strip{update.rows, update.cols, nullptr};
   const int64_t rowsLeft = rows.to - update.rows.from;
+  const int64_t numCols = update.cols.to - update.cols.from;
   const bool firstRun = update.rows.from == std::max(rows.from, update.cols.from);
   if (firstRun && numCols * rowsLeft <= room) {
-    const int64_t behind = update.cols.from + room / rowsLeft;
-    return {{update.rows.from, rows.to},
-            {update.cols.from, static_cast<int32_t>(std::min<int64_t>(behind, cols.to))},
-            nullptr};
+    // All rows, and column run after column run.
+    strip.rows.to = rows.to;
+    const auto behind = static_cast<int32_t>(std::min<int64_t>(update.cols.from + room / rowsLeft, cols.to));
+    if (behind == cols.to) {
+      strip.cols.to = behind;
+    } else {
+      for (int32_t end = update.cols.to; end <= behind; end = nextColumnRun(symbolic, s, end, cols.to).end) {
+        strip.cols.to = end;
+      }
+    }
+    return strip;
   }
-  const int64_t behind = update.rows.from + room / numCols;
-  return {{update.rows.from, static_cast<int32_t>(std::min<int64_t>(behind, rows.to))}, update.cols, nullptr};
+  // One column run, and row run after row run.
+  const auto behind = static_cast<int32_t>(std::min<int64_t>(update.rows.from + room / numCols, rows.to));
+  if (behind == rows.to) {
+    strip.rows.to = behind;
+    return strip;
+  }
+  const BlockGrid grid = blockGridOf(symbolic, update.target);
+  const int32_t* sourceRows = symbolic->lIndex + symbolic->lIndexBegin[s];
+  const int32_t* targetRows = symbolic->lIndex + symbolic->lIndexBegin[update.target];
+  for (int32_t end = update.rows.to; end <= behind; end = nextRun(sourceRows, end, rows.to, targetRows, grid).end) {
+    strip.rows.to = end;
+  }
+  return strip;
 }
 
 namespace {

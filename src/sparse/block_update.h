@@ -39,9 +39,10 @@ struct ProductStrip {
   }
 };
 
-// The product to form at `update`: it and as much of what the walk over (rows, cols) visits next as fits in `room`
-// entries.
-[[nodiscard]] ProductStrip stripFrom(const BlockUpdate& update, PlaceRange rows, PlaceRange cols, int64_t room);
+// The product to form at `update` of supernode s: it and as many of the updates that the walk over (rows, cols) visits
+// next as fit in `room` entries. A strip holds whole updates, so that nothing is formed twice.
+[[nodiscard]] ProductStrip stripFrom(const SymbolicFactor* symbolic, int32_t s, const BlockUpdate& update,
+                                     PlaceRange rows, PlaceRange cols, int64_t room);
 
 // target -= product, for the block that the update names. `indices`: room for the columns of one block.
 void subtractProduct(const SymbolicFactor* symbolic, const int32_t* sourceRows, const BlockUpdate& update,
@@ -58,7 +59,7 @@ template <class Blocks, class Apply>
   walkBlockPair(context.symbolic, s, rows, cols, [&](const BlockUpdate& update) {
     if (!going) return;
     if (!strip.covers(update)) {
-      strip = stripFrom(update, rows, cols, context.symbolic->maxBlockEntries);
+      strip = stripFrom(context.symbolic, s, update, rows, cols, context.symbolic->maxBlockEntries);
       strip.values = context.update;
       const int32_t n = strip.leading();
       const double* rightRows = right.row(strip.cols.from, width);

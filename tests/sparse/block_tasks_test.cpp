@@ -10,6 +10,7 @@
 
 #include "shell/pool.h"
 #include "sparse/block_grid.h"
+#include "sparse/block_update.h"
 #include "sparse/blocked_setup.h"
 #include "sparse/cholesky_analysis.h"
 #include "sparse/factor_cleanup.h"
@@ -219,6 +220,43 @@ TEST_F(BlockTasksTest, WalkCoversEveryEntryOfEveryUpdateOnce) {
       if (HasFailure()) return;
     }
   }
+}
+
+TEST_F(BlockTasksTest, StripsHoldWholeUpdatesAndFormNothingTwice) {
+  int64_t cutStrips = 0;
+  for (uint32_t seed = 1; seed <= 6; ++seed) {
+    for (const int32_t nb : blockSizes) {
+      SCOPED_TRACE(seed * 100 + static_cast<uint32_t>(nb));
+      setUp(tallPattern(seed), false, nb, 1);
+      const int64_t room = symbolic->maxBlockEntries;
+      for (int32_t s = 0; s < symbolic->numSupernodes; ++s) {
+        const BlockGrid source = grid(s);
+        std::map<std::pair<int32_t, int32_t>, int> formed;
+        for (int32_t i = source.firstBelow; i < source.numRows; ++i) {
+          for (int32_t j = source.firstBelow; j <= i; ++j) {
+            const PlaceRange rows = rowsBelow(source, i);
+            const PlaceRange cols = rowsBelow(source, j);
+            ProductStrip strip{{0, 0}, {0, 0}, nullptr};
+            walkBlockPair(symbolic, s, rows, cols, [&](const BlockUpdate& u) {
+              if (strip.covers(u)) return;
+              strip = stripFrom(symbolic, s, u, rows, cols, room);
+              EXPECT_TRUE(strip.covers(u));
+              EXPECT_LE(static_cast<int64_t>(lengthOf(strip.rows)) * lengthOf(strip.cols), room);
+              cutStrips += strip.rows.to < rows.to || strip.cols.to < cols.to;
+              for (int32_t x = strip.rows.from; x < strip.rows.to; ++x) {
+                for (int32_t y = strip.cols.from; y < std::min(x + 1, strip.cols.to); ++y) ++formed[{x, y}];
+              }
+            });
+          }
+        }
+        const int64_t below = source.height - source.width;
+        EXPECT_EQ(static_cast<int64_t>(formed.size()), below * (below + 1) / 2);
+        for (const auto& [place, count] : formed) EXPECT_EQ(count, 1) << place.first << " " << place.second;
+      }
+      if (HasFailure()) return;
+    }
+  }
+  EXPECT_GT(cutStrips, 0);
 }
 
 TEST_F(BlockTasksTest, CountersCountTheEvents) {

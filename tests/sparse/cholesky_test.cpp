@@ -495,6 +495,15 @@ TEST(MatrixNorms, AgreeWithDenseOnes) {
   }
 }
 
+TEST(MatrixNorms, ResidualOfAZeroRightHandSideIsZeroWhateverTheProductIs) {
+  const int32_t rowBegin[] = {0, 2, 3};
+  const int32_t colIndex[] = {0, 1, 0};
+  const double value[] = {2.0, 1.0, -4.0};
+  const double x[] = {1.0, 2.0};
+  const double zero[] = {0.0, 0.0};
+  EXPECT_EQ(qz::LA_CalculateInfNormResidual(2, rowBegin, colIndex, value, x, zero), 0.0);
+}
+
 TEST(MatrixNorms, ResidualIsMeasuredByTheSizesOfItsParts) {
   // Rows (2 1) and (-4 0), x = (1, 2), b = (3, -5): residual (1, 1), |A| = 4.
   const int32_t rowBegin[] = {0, 2, 3};
@@ -504,7 +513,6 @@ TEST(MatrixNorms, ResidualIsMeasuredByTheSizesOfItsParts) {
   const double b[] = {3.0, -5.0};
   EXPECT_EQ(qz::LA_CalculateInfNormResidual(2, rowBegin, colIndex, value, x, b), 1.0 / (5.0 + 4.0 * 2.0));
   const double zero[] = {0.0, 0.0};
-  EXPECT_EQ(qz::LA_CalculateInfNormResidual(2, rowBegin, colIndex, value, x, zero), 0.0);
   EXPECT_EQ(qz::LA_CalculateInfNormResidual(2, rowBegin, colIndex, value, zero, b), 1.0);
 }
 

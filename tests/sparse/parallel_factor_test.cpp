@@ -325,6 +325,18 @@ TEST_F(ParallelFactorTest, OneThreadStartsNone) {
   EXPECT_EQ(qztest::ParallelHost::startedThreads, 0);
 }
 
+TEST_F(ParallelFactorTest, ThreadsBeyondTheNumberOfLeavesStartWithoutATaskAndHelpLater) {
+  // A dense matrix is a single leaf: all but one of sixteen threads have nothing at the start.
+  for (const bool ldl : {false, true}) {
+    const SystemMatrix a = makeSystem(Pattern::DENSE, 90, ldl, false, 5);
+    const Case c{ldl, 16, 0, 8};
+    ParallelFactor f(host, a, c);
+    ASSERT_EQ(f.analyze(), qz::LA_OK);
+    ASSERT_EQ(f.symbolic->numLeaves, 1);
+    for (uint32_t round = 0; round < 5; ++round) solveAndCheck(a, c, 40 + round);
+  }
+}
+
 TEST_F(ParallelFactorTest, SolvesRunOnTheCallersThread) {
   for (const Case& c : engines(4, 8)) {
     const SystemMatrix a = makeSystem(Pattern::GRID_2D, 150, c.ldl, false, 2);
