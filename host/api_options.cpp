@@ -18,8 +18,8 @@ constexpr double kSmallestTolerance = 1e-15;
 // In the order of OptionIndex.
 constexpr qzlp_option kTable[] = {
     {"presolve", QZLP_OPTION_INT, -1, -1, 3,
-     "Second presolve. The presolver module always reduces the model first; 0 lets the solver's own presolve run "
-     "behind it, any other value leaves it out."},
+     "Reductions of a linear model before the method begins: -1 what the presolver module does in any case, 0 the "
+     "solver's own presolve behind that, 1 to 3 the module's light, moderate and all reductions."},
     {"method", QZLP_OPTION_INT, 0, 0, 1,
      "Linear system of the iterations: 0 the augmented system (sparse LDL factorisation), 1 the normal equations "
      "(sparse Cholesky factorisation)."},
