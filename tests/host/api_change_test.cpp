@@ -39,10 +39,11 @@ class ApiChange : public Api {
   using Dense = std::tuple<int32_t, double, std::vector<double>, std::vector<double>, std::vector<double>,
                            std::vector<double>, std::string, std::vector<double>, std::vector<double>>;
   static Dense denseOf(const qzlp_model& m) {
-    std::vector<double> matrix(static_cast<size_t>(m.numRow * m.numCol), 0.0);
+    std::vector<double> matrix(static_cast<size_t>(m.numRow) * static_cast<size_t>(m.numCol), 0.0);
     for (int32_t j = 0; j < m.numCol; ++j)
       for (int32_t k = m.colBegin[j]; k < m.colBegin[j] + m.colLength[j]; ++k)
-        matrix[static_cast<size_t>(m.rowIndex[k] * m.numCol + j)] = m.matValue[k];
+        matrix[static_cast<size_t>(m.rowIndex[k]) * static_cast<size_t>(m.numCol) + static_cast<size_t>(j)] =
+            m.matValue[k];
     std::vector<double> lower, upper;
     for (int32_t j = 0; j < m.numCol; ++j) {
       lower.push_back(m.lower[j] < -1e20 ? -1e30 : m.lower[j]);
@@ -164,7 +165,7 @@ TEST_F(ApiChange, RandomElementsComeGoAndChangeLikeThoseOfADenseMatrix) {
     const int32_t j = column(random);
     const double value = kind(random) == 0 ? 1e-21 : step + 1.0;
     ASSERT_EQ(qzlp_setElement(lp_, i, j, value), QZLP_OK) << qzlp_error(lp_);
-    expected[static_cast<size_t>(i * 2 + j)] = value < 1e-20 ? 0.0 : value;
+    expected[static_cast<size_t>(i) * 2 + static_cast<size_t>(j)] = value < 1e-20 ? 0.0 : value;
     ASSERT_EQ(std::get<2>(dense()), expected) << "step " << step;
     ASSERT_EQ(qzlp_solve(lp_), QZLP_OK);
     ASSERT_EQ(seenRecord_.colBegin[1], seenRecord_.colLength[0]) << "columns stand without gaps";
