@@ -24,12 +24,13 @@ class Model:
     for a linear objective. Scalars stand for arrays of them; A may be dense or sparse. Without an A there are no rows.
     """
 
-    c: ArrayLike
+    # Given as what NumPy makes an array of, and then such arrays: A and Q by columns, the others vectors.
+    c: Any
     A: Any = None
-    row_lower: ArrayLike = -np.inf
-    row_upper: ArrayLike = np.inf
-    lower: ArrayLike = 0.0
-    upper: ArrayLike = np.inf
+    row_lower: Any = -np.inf
+    row_upper: Any = np.inf
+    lower: Any = 0.0
+    upper: Any = np.inf
     Q: Any = None
     constant: float = 0.0
     maximize: bool = False

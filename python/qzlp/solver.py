@@ -72,18 +72,24 @@ def _camel(name: str) -> str:
     return re.sub(r"_([a-z])", lambda match: match.group(1).upper(), name)
 
 
+# Null pointers, by which the library forgets a callback.
+_NO_LOG = ctypes.cast(0, lib.LogCallback)
+_NO_PROGRESS = ctypes.cast(0, lib.ProgressCallback)
+_NO_BREAK = ctypes.cast(0, lib.BreakCallback)
+
+
 class _Calls:
     """The callbacks of one solve. What a caller's function raises stops the solve and is raised behind it."""
 
     def __init__(self, log: LogTarget, progress: Any, should_stop: Any, showsDebug: bool) -> None:
         self.raised: Optional[BaseException] = None
         self.interrupted = False
-        self._log = print if log is True else log
+        self._log: Any = print if log is True else log
         self._progress = progress
         self._should_stop = should_stop
         self._lowest = lib.LOG_DEBUG if showsDebug else lib.LOG_DEBUG + 1
-        self.log = lib.LogCallback(self._tell_line) if log else lib.LogCallback()
-        self.progress = lib.ProgressCallback(self._tell_progress) if progress is not None else lib.ProgressCallback()
+        self.log: Any = lib.LogCallback(self._tell_line) if log else _NO_LOG
+        self.progress: Any = lib.ProgressCallback(self._tell_progress) if progress is not None else _NO_PROGRESS
         self.stop = lib.BreakCallback(self._poll)
 
     def _guarded(self, call: Callable[[], Any]) -> int:
@@ -97,7 +103,7 @@ class _Calls:
 
     def _tell_line(self, level: int, _code: int, line: bytes, _data: Any) -> None:
         if level >= self._lowest:
-            self._guarded(lambda: self._log(line.decode(errors="replace")))  # type: ignore[operator]
+            self._guarded(lambda: self._log(line.decode(errors="replace")))
 
     def _tell_progress(self, record: Any, _data: Any) -> int:
         now = record.contents
@@ -305,7 +311,7 @@ class Solver:
                 with calls.catching_interrupts():
                     code = lib.library.qzlp_solve(handle)
             finally:
-                self._connect(handle, lib.LogCallback(), lib.ProgressCallback(), lib.BreakCallback())
+                self._connect(handle, _NO_LOG, _NO_PROGRESS, _NO_BREAK)
             if calls.raised is not None:
                 raise calls.raised
             self._failed(code)
