@@ -10,6 +10,13 @@ if(QZ_SANITIZE)
   target_link_options(qz_flags INTERFACE -fsanitize=${QZ_SANITIZE})
 endif()
 
+if(QZ_HARDEN) # checked sizes, guarded stacks, and tables of addresses that nothing writes to once they are bound
+  target_compile_options(qz_flags INTERFACE -fstack-protector-strong -fstack-clash-protection -fcf-protection
+                                            $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE>
+                                            $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
+  target_link_options(qz_flags INTERFACE -Wl,-z,relro,-z,now,-z,noexecstack)
+endif()
+
 # Flags of the module's own code: neither exceptions nor run-time types, and no fused multiply-add behind our back, so
 # that every build of a kernel gives the same bits.
 add_library(qz_module_flags INTERFACE)
