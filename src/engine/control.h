@@ -73,6 +73,11 @@ struct Next {
 // Gives up what is in force and wished for, and makes further action harder by shrinking moveTolerance.
 void giveUpSubmodel(Control& control);
 
+// Puts the recovered point of the outer model or the one ahead of the reduction into the engine, whichever is nearer to
+// an answer. Duals may have run along directions that only the reduction leaves free, for with fewer columns its rows
+// may depend on each other; and what was repaired to be positive has products of any size. 0 or -1086.
+[[nodiscard]] int32_t takeBetterPoint(Control& control);
+
 // Points the engine at `control.model` with the point `solution`.
 void installModel(Control& control, Solution* solution);
 // Frees the factors of both systems; the environment stays.

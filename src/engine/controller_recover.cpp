@@ -100,24 +100,9 @@ Next returnToOuter(Control& c) {
   return goTo(Stage::kRestart);
 }
 
-// How far the point in the engine is from an answer of the outer model.
-double distanceToAnswer(Ipm* ipm) {
-  computeMeasurement(ipm);
-  return ipm->primalInfeas + ipm->boundInfeas + ipm->dualInfeas + ipm->dualityGap;
-}
-
-// Goes on with the outer model from the recovered point or from the one ahead of the reduction, whichever is nearer to
-// an answer. Duals may run along directions that only the reduction leaves free: with fewer columns its rows may depend
-// on each other.
 Next returnFromBetterPoint(Control& c) {
-  SavedPoint recovered;
-  const int32_t status = recovered.save(c.env, c.model->numRow, c.model->numCol, c.solution);
-  if (status != QZ_STATUS_OK) return leaveWith(status);
-  AnalyzeIpm(c.ipm);
-  const double distance = distanceToAnswer(c.ipm);
-  c.outerPoint.restore(c.solution);
-  if (distance <= distanceToAnswer(c.ipm)) recovered.restore(c.solution);
-  return returnToOuter(c);
+  const int32_t status = takeBetterPoint(c);
+  return status == QZ_STATUS_OK ? returnToOuter(c) : leaveWith(status);
 }
 
 bool isAnswer(int32_t status) {

@@ -84,7 +84,8 @@ Next giveUpReduction(Control& c) {
     c.hub->releaseSubmodel = 1;
   dropReduction(c);
   installModel(c, c.solution);
-  return goTo(Stage::kRestart);
+  const int32_t chosen = takeBetterPoint(c);
+  return chosen == QZ_STATUS_OK ? goTo(Stage::kRestart) : leaveWith(chosen);
 }
 
 // The engine goes on with the reduction. Lists of kinds without an action are in the numbers of the outer model.

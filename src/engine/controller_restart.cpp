@@ -1,8 +1,11 @@
+#include <cmath>
+
 #include "diagnostics/verify_submodel.h"
 #include "engine/augmented_system.h"
 #include "engine/control.h"
 #include "engine/engine_state.h"
 #include "engine/linear_algebra.h"
+#include "engine/measures.h"
 #include "engine/normal_system.h"
 #include "engine/start_point.h"
 #include "shell/log.h"
@@ -25,6 +28,14 @@ int32_t rebuildSystem(Ipm* ipm) {
   if (ipm->typeModel == IPM_MODEL_QP) return ipmInitAugmat(ipm, 1);
   logText(ipm->env->log, QZ_LOG_DEBUG, L"Error ipmSolve: unknown model type.");
   return QZ_STATUS_FAILED;
+}
+
+// How far the point in the engine is from an answer of the outer model. The gap alone would pass over products that
+// have been torn apart: duals that miss their equations can make up for them.
+double distanceToAnswer(Ipm* ipm) {
+  computeMeasurement(ipm);
+  return ipm->primalInfeas + ipm->boundInfeas + ipm->dualInfeas + ipm->dualityGap +
+         ipm->complementarity / (1.0 + std::fabs(ipm->objValuePrimal));
 }
 
 }  // namespace
@@ -55,6 +66,22 @@ void giveUpSubmodel(Control& c) {
   if (c.submodel == nullptr) return;
   c.submodel->moveTolerance *= kShrinkMoveTolerance;
   clearBigValues(c.submodel);
+}
+
+int32_t takeBetterPoint(Control& c) {
+  if (!c.outerPoint.isSet()) return QZ_STATUS_OK;
+  SavedPoint recovered;
+  const int32_t status = recovered.save(c.env, c.model->numRow, c.model->numCol, c.solution);
+  if (status != QZ_STATUS_OK) return status;
+  AnalyzeIpm(c.ipm);
+  if (c.hub->extraListActive != 0) initExtra(c.ipm, c.submodel);
+  const double distance = distanceToAnswer(c.ipm);
+  c.outerPoint.restore(c.solution);
+  if (distance <= distanceToAnswer(c.ipm))
+    recovered.restore(c.solution);
+  else
+    c.hub->extraListActive = 0;  // nothing is missing there
+  return QZ_STATUS_OK;
 }
 
 void installModel(Control& c, Solution* solution) {

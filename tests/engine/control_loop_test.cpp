@@ -432,6 +432,25 @@ TEST_F(ControlLoop, AReductionThatPresolveAnswersRightlyEndsTheSolve) {
   for (int j = 0; j < 3; ++j) EXPECT_EQ(test->solution.primal[j], 0.0);
 }
 
+// Of two points the one with torn products is left, however it came about; what comes back besides is then there
+// already.
+TEST_F(ControlLoop, TheNearerOfTwoPointsGoesOn) {
+  for (const bool tornAhead : {false, true}) {
+    SCOPED_TRACE(tornAhead);
+    make(handCase());
+    iterate(2);
+    const double whole = ipm->lowerDual[0];
+    const double torn = whole + 1e8;
+    ipm->lowerDual[0] = tornAhead ? torn : whole;
+    ASSERT_EQ(control.outerPoint.save(control.env, control.model->numRow, control.model->numCol, control.solution), 0);
+    ipm->lowerDual[0] = tornAhead ? whole : torn;
+    control.hub->extraListActive = 1;
+    ASSERT_EQ(takeBetterPoint(control), QZ_STATUS_OK);
+    EXPECT_EQ(ipm->lowerDual[0], whole);
+    EXPECT_EQ(control.hub->extraListActive, tornAhead ? 1 : 0);
+  }
+}
+
 // Both columns of the equation fixed at 0: presolve sees 0 = 4. With a large dual the row is missed first, and the
 // record is kept; otherwise it is freed.
 TEST_F(ControlLoop, AReductionThatPresolveShowsInfeasibleIsGivenUp) {
