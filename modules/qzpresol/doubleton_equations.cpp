@@ -30,7 +30,8 @@ struct Doubleton {
 bool pivotIsSound(const Store& s, const Doubleton& d) {
   double largest = std::fabs(d.b);
   s.eachInColumn(d.x, [&](int32_t, double a) { largest = std::max(largest, std::fabs(a)); });
-  return std::fabs(d.a) >= kPivot * largest && std::fabs(d.b) >= kPivot * std::fabs(d.a);
+  return std::fabs(d.a) >= kPivot * largest && std::fabs(d.b) >= kPivot * std::fabs(d.a) &&
+         Store::offsetBears(s.cost[d.x] * (d.side / d.a));
 }
 
 // The column with fewer entries goes, if its entry is sound, else the other one. False when neither can.

@@ -56,7 +56,7 @@ class Substitution {
   int32_t tryColumn(int32_t j) {
     takeColumn(j);
     if (!reaches_.lowerIsImplied(j) || !reaches_.upperIsImplied(j)) return QZ_STATUS_OK;
-    const int32_t i = choosePivot();
+    const int32_t i = choosePivot(j);
     if (i < 0) return QZ_STATUS_OK;
     takePivotRow(i, j);
     const bool pays = doesNotFill(i);
@@ -82,8 +82,8 @@ class Substitution {
     });
   }
 
-  // The shortest equation whose pivot is large enough; -1 without one.
-  int32_t choosePivot() {
+  // The shortest equation of column j whose pivot is large enough; -1 without one.
+  int32_t choosePivot(int32_t j) {
     double largest = 0.0;
     for (int32_t k = 0; k < columnLength_; ++k) largest = std::max(largest, std::fabs(column_[k].value));
     int32_t best = -1;
@@ -92,7 +92,8 @@ class Substitution {
       const auto [i, a] = column_[k];
       if (!s_.isEquation(i) || int64_t{s_.rowCount[i]} * columnLength_ > kMostProduct) continue;
       if (best >= 0 && s_.rowCount[i] >= s_.rowCount[best]) continue;
-      if (std::fabs(a) < kColumnShare * largest || std::fabs(a) < kRowShare * largestInRow(i)) {
+      if (std::fabs(a) < kColumnShare * largest || std::fabs(a) < kRowShare * largestInRow(i) ||
+          !Store::offsetBears(s_.cost[j] / a * s_.rowLower[i])) {
         small = true;
         continue;
       }

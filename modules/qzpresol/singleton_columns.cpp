@@ -113,6 +113,7 @@ bool pivotIsSmall(const Store& s, const Slack& slack) {
 // penalty, would leave large costs whose digits cancel.
 bool shiftIsSound(const Store& s, const Slack& slack) {
   const double cost = s.cost[slack.j];
+  if (!Store::offsetBears(cost / slack.a * slack.side.low)) return false;
   if (infinite(cost > 0.0 ? slack.room.low : slack.room.high)) return true;
   double largest = 0.0;
   double largestShare = 0.0;

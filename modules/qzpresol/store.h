@@ -24,6 +24,7 @@ namespace qzpresol {
 
 inline constexpr double kInfinity = 1e20;     // magnitude from which a bound or right-hand side is infinite
 inline constexpr double kSmallest = 1e-20;    // elements below it count as zero
+inline constexpr double kMostOffset = 1e9;    // largest term of the offset that a substitution may bring
 inline constexpr double kFixedWidth = 1e-12;  // a column no wider is fixed at its lower bound
 
 inline bool infinite(double value) {
@@ -92,6 +93,9 @@ struct Store {
   void setBounds(int32_t j, double newLower, double newUpper);
   void setSides(int32_t i, double newLower, double newUpper);
   void setCost(int32_t j, double newCost);
+  // Whether the objective bears a term that goes into its offset: the solver judges the gap against what is left of the
+  // objective, and a large offset says that this cancels against it.
+  [[nodiscard]] static bool offsetBears(double term) { return std::fabs(term) <= kMostOffset; }
   // Adds `change` to both sides as far as they are finite.
   void shiftSides(int32_t i, double change);
 
