@@ -223,7 +223,8 @@ TEST(DenseEigen, OneByOneAndNothing) {
 TEST(DenseEigen, DiagonalMatrixIsOnlySorted) {
   for (int n : {5, 25, 26, 120}) {
     VectorXd values(n);
-    for (int i = 0; i < n; ++i) values(i) = ((i * 7) % n) - n / 2;
+    const int half = n / 2;
+    for (int i = 0; i < n; ++i) values(i) = (i * 7) % n - half;
     const Decomposition d = decompose(values.asDiagonal());
     ASSERT_EQ(d.status, 0);
     for (int i = 0; i < n; ++i) {

@@ -56,7 +56,7 @@ TEST(DenseVertices, LimitItselfIsDense) {
   for (const int32_t n : {50, 51}) {
     const Removal r(host, star(n, 20), 50.0);
     ASSERT_EQ(r.status, qz::LA_OK);
-    EXPECT_EQ(r.kept.numVertices, n == 51 ? 50 : 50);
+    EXPECT_EQ(r.kept.numVertices, 50);
     if (n == 50) continue;
     EXPECT_EQ(r.kept.numEdges, 0);
     EXPECT_EQ(r.work[50], 20);
@@ -157,6 +157,7 @@ TEST(KeySort, SortsAnyPairs) {
     for (const uint32_t range : {1U, 3U, 1000U, 4000000000U}) {
       for (const int32_t shape : {0, 1, 2}) {
         std::vector<qz::KeyValue> pairs;
+        pairs.reserve(static_cast<size_t>(n));
         for (int32_t i = 0; i < n; ++i) pairs.push_back({static_cast<int32_t>(random() % range), i});
         const auto byKey = [](const auto& a, const auto& b) { return a.key < b.key; };
         if (shape > 0) std::sort(pairs.begin(), pairs.end(), byKey);

@@ -190,7 +190,8 @@ Factor HandMadeFactor::dense() const {
   for (const DiagonalBlock& block : blocksOf(symbolic)) {
     for (int32_t k = 0; k < block.width; ++k) {
       const int32_t pivot = symbolic.pivotKind[block.first + k];
-      f.pivots[static_cast<size_t>(block.first + k)] = pivot >= 0 ? pivot + block.first : pivot - block.first;
+      f.pivots[static_cast<size_t>(block.first) + static_cast<size_t>(k)] =
+          pivot >= 0 ? pivot + block.first : pivot - block.first;
       for (int64_t i = k; i < block.height; ++i) f.a(block.rows[i], block.first + k) = block.entry(i, k);
     }
   }
@@ -219,7 +220,8 @@ void HandMadeFactor::factorBlocked(const MatrixXd& permutedMatrix) {
       for (int32_t j = 0; j <= i; ++j) {
         double sum = 0.0;
         for (int32_t k = 0; k < w; ++k)
-          sum += lower[static_cast<int64_t>(i) * w + k] * product[static_cast<size_t>(j * w + k)];
+          sum += lower[static_cast<int64_t>(i) * w + k] *
+                 product[static_cast<size_t>(j) * static_cast<size_t>(w) + static_cast<size_t>(k)];
         rest(block.rows[w + i], block.rows[w + j]) -= sum;
       }
     }
