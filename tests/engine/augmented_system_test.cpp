@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numeric>
 
 #include "engine/dense_ldl.h"
 #include "engine/engine_case.h"
@@ -173,8 +174,8 @@ TEST_F(AugmentedMatrix, PartialFormIsTheKeptPartOfTheWhole) {
                                    colMap.data(), numCols, rowMap.data(), numRows);
     check(kept, numCols);
 
-    std::vector<int> all;
-    for (int k = 0; k < n + m; ++k) all.push_back(k);
+    std::vector<int> all(static_cast<size_t>(n) + static_cast<size_t>(m));
+    std::iota(all.begin(), all.end(), 0);
     qz::createAugmentMatrixPartial(engine.ipm, begin.data(), index.data(), value.data(), varDiag.data(), rowDiag.data(),
                                    nullptr, n, nullptr, m);
     check(all, n);
