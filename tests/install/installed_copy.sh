@@ -20,14 +20,14 @@ case $how in
     c++ -std=c++20 "${flags[@]}" "$source/examples/cpp_api.cpp" "${found[@]}" -o "$scratch/cpp_api"
     ;;
   find-package)
-    cmake -S "$source/examples" -B "$scratch" -DCMAKE_PREFIX_PATH="$scratch/moved" -DCMAKE_C_FLAGS="${flags[*]}" \
+    cmake -G Ninja -S "$source/examples" -B "$scratch" -DCMAKE_PREFIX_PATH="$scratch/moved" -DCMAKE_C_FLAGS="${flags[*]}" \
       -DCMAKE_CXX_FLAGS="${flags[*]}" >/dev/null
     cmake --build "$scratch" >/dev/null
     version=$(sed -n 's/^set(PACKAGE_VERSION "\(.*\)")/\1/p' "$library/cmake/qzlp/qzlp-config-version.cmake")
     # A version that it can't stand in for is refused.
     printf 'cmake_minimum_required(VERSION 3.25)\nproject(p LANGUAGES NONE)\nfind_package(qzlp 99 REQUIRED)\n' \
       >"$scratch/moved/CMakeLists.txt"
-    if cmake -S "$scratch/moved" -B "$scratch/refused" -DCMAKE_PREFIX_PATH="$scratch/moved" >"$scratch/log" 2>&1; then
+    if cmake -G Ninja -S "$scratch/moved" -B "$scratch/refused" -DCMAKE_PREFIX_PATH="$scratch/moved" >"$scratch/log" 2>&1; then
       echo "version 99 was found" && exit 1
     fi
     grep -q "considered but not accepted" <(tr -s " \n" " " <"$scratch/log")
